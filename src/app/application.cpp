@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+
+#include "base/files.h"
+#include "base/print.h"
+#include "process/client_locator.h"
+#include "process/main_loop.h"
+#include "ui/settings_window.h"
+#include "ui/skyfold.h"
+
+#include <cstdlib>
+
+Application::Application() : Gtk::Application("org.skyfold", Gio::APPLICATION_NON_UNIQUE) {
+    signal_shutdown().connect(sigc::mem_fun(*this, &Application::handle_shutdown), true);
+}
+
+Glib::RefPtr<Application> Application::create() {
+    return Glib::RefPtr<Application>(new Application());
+}
+
+void Application::set_daemon_mode(bool daemon) {
+    daemon_mode = daemon;
+}
+
+// Replaces the toolkit's own option handling, which refuses options that it does not know and acts on some
+// that it does: every argument is main's business.
+bool Application::local_command_line_vfunc(char**& /*arguments*/, int& exit_status) {
+    exit_status = EXIT_SUCCESS;
+    try {
+        register_application();
+        activate();
+    } catch (const Glib::Error& error) {
+        print_error("ERROR: Could not register the application: " + error.what().raw());
+        exit_status = EXIT_FAILURE;
+    }
+    return true;
+}
+
+void Application::on_startup() {
+    print_line("DEBUG: Application::on_startup() - BEGIN");
+    Gtk::Application::on_startup();
+    hold(); // never released: hidden or in the tray there is no window to keep the program alive
+    print_line("DEBUG: Application::on_startup() - END (app is held)");
+}
+
+void Application::on_activate() {
+    if (main_window != nullptr) {
+        print_line("DEBUG: Application::on_activate() - Main window exists, showing it.");
+        main_window->show();
+        main_window->present();
+        return;
+    }
+    print_line("DEBUG: Application::on_activate() - First launch, beginning startup sequence.");
+    Gtk::Application::on_activate();
+    if (std::getenv("HOME") == nullptr) {
+        print_error("HOME environment variable not set. Cannot determine login status.");
+        quit();
+    } else if (is_client_token_present()) {
+        start_logged_in();
+    } else {
+        print_line("DEBUG: User is NOT logged in. Starting login process.");
+        if (daemon_mode) {
+            print_error("Daemon mode requires the user to be logged in.");
+            quit();
+        } else {
+            start_login_process(false);
+        }
+    }
+    print_line("DEBUG: Application::on_activate() - END");
+}
+
+void Application::start_logged_in() {
+    print_line("DEBUG: User is logged in.");
+    config.set("is_logged_in", "true");
+    const auto sync_dir = config.get("sync_dir");
+    if (sync_dir.empty()) {
+        if (daemon_mode) {
+            print_error("Daemon mode requires sync_dir to be configured.");
+            quit();
+        } else {
+            show_settings_window();
+        }
+        return;
+    }
+    main_window = new Skyfold(this, sync_dir); // owned by the process, as every top-level window
+    print_line("DEBUG: Skyfold object created.");
+    add_window(*main_window);
+    print_line("DEBUG: Skyfold window created (hidden).");
+    if (config.get("sync_enabled") != "false")
+        post_when_idle([this, sync_dir] { on_sync_started(sync_dir); });
+}
+
+void Application::show_settings_window() {
+    auto* window = new SettingsWindow();
+    window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
+    add_window(*window);
+    window->show();
+    login_window = window;
+}
+
+void Application::handle_shutdown() {
+    print_line("DEBUG: Application shutting down");
+    quit_sync_process();
+    kill_existing_onedrive_processes();
+}
+
+std::string Application::get_onedrive_cli_path() const {
+    return find_client_for_children(system_client_search());
+}

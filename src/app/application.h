@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// The program's spine: owns the settings, the top-level windows and the two children. Its members are
+// declared here once and defined where their work happens; each heading names the file. All of it belongs to
+// the main loop's thread.
+#pragma once
+
+#include "app/config_manager.h"
+
+#include <cstdint>
+#include <glibmm/threads.h>
+#include <gtkmm/application.h>
+#include <gtkmm/window.h>
+#include <string>
+
+class Skyfold;
+enum class SyncEnd;
+
+/// Counts sign-in attempts; each attempt's handlers compare their number with `Application::login_instance`.
+extern std::int32_t global_login_instance;
+
+class Application : public Gtk::Application {
+  public:
+    // app/application.cpp: life cycle and the decision what the user sees first
+    static Glib::RefPtr<Application> create();
+    Application(const Application&) = delete;
+    Application& operator=(const Application&) = delete;
+    Application(Application&&) = delete;
+    Application& operator=(Application&&) = delete;
+    ~Application() override = default; // deletes no window: they live until the process ends
+    void set_daemon_mode(bool daemon);
+
+    // app/preferences.cpp
+    /// True unless "notifications_enabled" is exactly "false".
+    [[nodiscard]] bool are_notifications_enabled() const;
+    void toggle_notifications();
+    /// True only if "autostart" is exactly "true".
+    [[nodiscard]] bool is_autostart_enabled() const;
+    void toggle_autostart();
+    /// Writes or removes the desktop entry; the flag in the settings is left alone.
+    void set_autostart(bool enable);
+
+    // auth/login_flow.cpp
+    /// Starts a sign-in attempt, with "--reauth" or without. An attempt without retries itself once with it.
+    void start_login_process(bool reauth);
+    /// Takes the redirect of the sign-in window; only the first of an attempt counts.
+    void on_auth_response_url_captured(const std::string& url);
+    void on_login_successful();
+
+    // auth/token_exchange.cpp
+    /// Redeems the code in `redirect_url` on a worker thread and returns at once; the result is posted back.
+    void do_token_exchange(const std::string& redirect_url, std::int32_t instance);
+
+    // sync/sync_supervisor.cpp
+    /// Asks for a sync of the folder; ignored while one runs or starts.
+    void on_sync_started(const std::string& sync_dir);
+    void launch_sync_process(const std::string& sync_dir, bool resync);
+    /// Kills every other client and removes the client's lock file. Blocks; any thread may call.
+    static void kill_existing_onedrive_processes();
+    /// Stops a running child; one that is still starting is left alone.
+    void quit_sync_process();
+    /// True while the child runs or starts.
+    [[nodiscard]] bool is_sync_running() const;
+    void toggle_sync();
+    [[nodiscard]] std::string get_sync_dir() const;
+
+    // sync/account_removal.cpp
+    /// Signs out and quits; deletes the sync folder too when asked.
+    void remove_account(bool delete_local_files);
+
+    // process/client_locator.h holds the search itself
+    [[nodiscard]] std::string get_onedrive_cli_path() const;
+
+  protected:
+    Application();
+    void on_startup() override;
+    void on_activate() override;
+    bool local_command_line_vfunc(char**& arguments, int& exit_status) override;
+
+  private:
+    friend struct ApplicationProbe; // the tests' way in
+
+    struct LoginAttempt;
+    struct SyncLaunch;
+
+    // app/application.cpp
+    void handle_shutdown();
+    void start_logged_in();
+    void show_settings_window();
+
+    // auth/login_flow.cpp
+    void on_login_output(LoginAttempt& attempt, const std::string& chunk);
+    void show_sign_in_window(const std::string& address, std::int32_t instance);
+    void on_sign_in_window_hidden(std::int32_t instance);
+    void set_startup_text(const std::string& text);
+    void hand_back_redirect(const std::string& redirect);
+    void on_login_exit(const LoginAttempt& attempt, int exit_code);
+    void show_login_error(const std::string& details);
+    void stop_login_process();
+
+    // auth/token_exchange.cpp
+    void on_token_saved(std::int32_t instance);
+    void on_token_exchange_failed(unsigned status, const std::string& reply);
+
+    // sync/sync_supervisor.cpp
+    void on_sync_output(SyncLaunch& launch, const std::string& chunk);
+    void on_sync_exit(const SyncLaunch& launch, int exit_code);
+    void end_newest_sync(const SyncLaunch& launch, SyncEnd end);
+    void report_sync_failure(int exit_code, const std::string& output);
+    void show_sync_error(int exit_code, const std::string& output);
+    void show_sync_running(const std::string& sync_dir);
+
+    bool daemon_mode = false;
+    ConfigManager config;
+    Gtk::Window* login_window = nullptr; // first run, sign-in or error dialog; the toolkit's
+    Skyfold* main_window = nullptr;      // the toolkit's
+    [[maybe_unused]] bool spare_flag = false;
+    std::int32_t login_instance = 0;
+    bool redirect_captured = false;
+    Glib::Threads::Mutex login_output_mutex;
+    std::string login_output; // bytes
+    Glib::RefPtr<Glib::IOChannel> login_stdin;
+    std::int32_t login_pid = 0;          // 0: none
+    std::int32_t m_sync_process_pid = 0; // > 0: running, -1: being started, 0: none
+    bool sync_quit_requested = false;
+    sigc::connection sync_watch_connection;
+    std::string pkce_verifier; // empty: the client exchanges the code itself
+    std::string pkce_client_id;
+    std::string pkce_redirect_uri;
+    bool gui_exchange_succeeded = false;
+    int sync_starts = 0; // tells a child's end from that of the one before it
+};

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include "app/autostart_entry.h"
+
+#include "base/files.h"
+#include "base/print.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+std::string autostart_entry_text(std::string_view home) {
+    std::string text = "[Desktop Entry]\n"
+                       "Type=Application\n";
+    // A fixed place below the home folder on purpose, wherever the running program lies.
+    text.append("Exec=").append(home).append("/dev/skyfold/skyfold/build/skyfold --daemon\n");
+    text += "Hidden=false\n"
+            "NoDisplay=false\n"
+            "Name=Skyfold\n"
+            "Comment=Start Skyfold in daemon mode\n"
+            "X-GNOME-Autostart-enabled=true\n";
+    return text;
+}
+
+void write_autostart_entry(bool enable) {
+    const auto folder = expand_path("~/.config/autostart");
+    if (!folder) {
+        print_error("Could not expand autostart path");
+        return;
+    }
+    const std::string path = *folder + "/skyfold.desktop";
+    if (!enable) {
+        std::remove(path.c_str());
+        return;
+    }
+    // Without HOME the command starts at the root: "~" then came from the user database, and is not used
+    // here.
+    const char* home = std::getenv("HOME");
+    if (!write_file(path, autostart_entry_text(home == nullptr ? "" : home)))
+        print_error("Could not create autostart file");
+}

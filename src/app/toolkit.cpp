@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include "app/toolkit.h"
+
+#include "base/print.h"
+
+#include <cstdlib>
+#include <gdkmm/screen.h>
+#include <gtkmm/cssprovider.h>
+#include <gtkmm/icontheme.h>
+#include <gtkmm/settings.h>
+#include <gtkmm/stylecontext.h>
+#include <gtkmm/window.h>
+#include <string>
+
+static constexpr const char* style_sheet = //
+    ".dim-label { color: @theme_fg_color; opacity: 0.7; font-size: smaller; }\n"
+    "row.odd { background-color: alpha(currentColor, 0.05); }\n"
+    "row.even { background-color: transparent; }\n"
+    "row:hover { background-color: alpha(@theme_selected_bg_color, 0.4); }";
+
+bool open_display() {
+    // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
+    // draws with. The variable is for this one call: children must not inherit it.
+    const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
+    if (!chosen_by_user)
+        setenv("GDK_GL", "disable", 1);
+    const bool opened = gtk_init_check(nullptr, nullptr);
+    if (!chosen_by_user)
+        unsetenv("GDK_GL");
+    return opened;
+}
+
+void install_style() {
+    const auto provider = Gtk::CssProvider::create();
+    provider->load_from_data(style_sheet);
+    Gtk::StyleContext::add_provider_for_screen(Gdk::Screen::get_default(), provider,
+                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    // Searched after every theme, for the names that some of them lack.
+    gtk_icon_theme_add_resource_path(Gtk::IconTheme::get_default()->gobj(), "/org/skyfold/icons");
+    Gtk::Window::set_default_icon_name("org.skyfold");
+}
+
+void apply_toolkit_settings() {
+    try {
+        const auto settings = Gtk::Settings::get_default();
+        settings->property_gtk_icon_theme_name() = "oxygen";
+        settings->property_gtk_enable_mnemonics() = true;
+    } catch (const Glib::Error& error) {
+        print_error("Failed to set GTK settings: " + error.what().raw());
+    }
+}

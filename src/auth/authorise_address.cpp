@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "auth/authorise_address.h"
+
+#include "auth/identity.h"
+#include "auth/pkce.h"
+#include "base/text.h"
+
+#include <algorithm>
+
+// The end marker is needed because chunks are joined as they come: the client's next sentence can follow at
+// once.
+static std::string_view cut_at_end(std::string_view address) {
+    const auto end = std::min(address.find_first_of(white_space), address.find("After completing"));
+    return address.substr(0, end);
+}
+
+std::optional<std::string> find_authorise_address(std::string_view output, std::size_t& searched) {
+    for (;;) {
+        const auto start = output.find(identity_origin, searched);
+        if (start == std::string_view::npos) {
+            // The origin itself may have been cut by the end of a chunk.
+            searched =
+                std::max(searched, output.size() - std::min(output.size(), identity_origin.size() - 1));
+            return std::nullopt;
+        }
+        const auto rest = output.substr(start);
+        const auto word_end = rest.find_first_of(white_space);
+        if (contains(rest.substr(0, word_end), "authorize?"))
+            return std::string(cut_at_end(rest));
+        searched = start;
+        if (word_end == std::string_view::npos)
+            return std::nullopt;
+        searched += word_end + 1;
+    }
+}
+
+std::optional<PkceSignIn> add_pkce_challenge(std::string& address) {
+    if (contains(address, "code_challenge="))
+        return std::nullopt;
+    PkceSignIn sign_in;
+    sign_in.verifier = generate_pkce_verifier();
+    address += "&code_challenge=" + compute_pkce_challenge(sign_in.verifier) + "&code_challenge_method=S256";
+    sign_in.client_id = extract_url_param(address, "client_id");
+    sign_in.redirect_uri = extract_url_param(address, "redirect_uri");
+    return sign_in;
+}
+
+bool is_sign_in_redirect(std::string_view address) {
+    return address.starts_with(identity_origin) &&
+           address.substr(identity_origin.size()).starts_with(redirect_path) &&
+           (contains(address, "code=") || contains(address, "error="));
+}

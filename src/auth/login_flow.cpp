@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+#include "auth/authorise_address.h"
+#include "auth/oauth_window.h"
+#include "base/files.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "process/child_process.h"
+#include "process/main_loop.h"
+#include "sync/sync_end.h"
+#include "ui/dialogs.h"
+#include "ui/startup_window.h"
+
+#include <csignal>
+#include <utility>
+
+std::int32_t global_login_instance = 0;
+
+namespace {
+constexpr gulong pause_before_hand_back = 500'000; // microseconds
+}
+
+// One attempt, as its handlers see it.
+struct Application::LoginAttempt {
+    std::int32_t instance = 0;
+    bool reauth = false;
+    bool url_detected = false;
+    std::size_t searched = 0; // bytes of the output that hold no address, for certain
+};
+
+void Application::start_login_process(bool reauth) {
+    login_instance = ++global_login_instance;
+    redirect_captured = false;
+    gui_exchange_succeeded = false;
+    pkce_verifier.clear();
+    pkce_client_id.clear();
+    pkce_redirect_uri.clear();
+    login_pid = 0;
+
+    auto* window = new StartupWindow(); // owned by the process
+    window->set_loading_text("Processing login...");
+    add_window(*window);
+    window->show_all();
+    login_window = window;
+    login_output.clear();
+
+    const std::string command =
+        get_onedrive_cli_path() + (reauth ? " --reauth" : " --display-quota") + " --verbose";
+    print_line("DEBUG: Login command: " + command);
+    const auto attempt = std::make_shared<LoginAttempt>();
+    attempt->instance = login_instance;
+    attempt->reauth = reauth;
+    launch_process(
+        command, [this, attempt](const std::string& chunk) { on_login_output(*attempt, chunk); },
+        // At idle priority, below the output watch: all that the child printed is read before its end is
+        // judged.
+        [this, attempt](int exit_code) {
+            post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
+        },
+        &login_stdin, &login_pid, nullptr);
+}
+
+void Application::on_login_output(LoginAttempt& attempt, const std::string& chunk) {
+    const Glib::Threads::Mutex::Lock lock(login_output_mutex);
+    print_line("[CLI Output]: " + chunk);
+    if (attempt.instance != login_instance)
+        return; // an older attempt's child, still talking: its words are not this attempt's
+    login_output += chunk;
+    if (attempt.url_detected)
+        return;
+    auto address = find_authorise_address(login_output, attempt.searched);
+    if (!address)
+        return;
+    attempt.url_detected = true;
+    print_line("DEBUG: Authentication URL detected in CLI output.");
+    if (auto sign_in = add_pkce_challenge(*address)) {
+        pkce_verifier = std::move(sign_in->verifier);
+        pkce_client_id = std::move(sign_in->client_id);
+        pkce_redirect_uri = std::move(sign_in->redirect_uri);
+        print_line("DEBUG: PKCE added to authorize URL.");
+    }
+    post_when_idle([=, this, instance = attempt.instance] { show_sign_in_window(*address, instance); });
+}
+
+void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
+    if (login_instance != instance)
+        return;
+    if (login_window != nullptr)
+        login_window->hide();
+    std::string error;
+    const auto* engine = load_web_engine(error);
+    if (engine == nullptr) {
+        login_instance = -1;
+        stop_login_process();
+        show_login_error(error);
+        return;
+    }
+    auto* window = new OAuthWindow(*engine); // owned by the process
+    window->signal_url_captured().connect(sigc::mem_fun(*this, &Application::on_auth_response_url_captured));
+    window->signal_hide().connect([this, instance] { on_sign_in_window_hidden(instance); });
+    add_window(*window);
+    window->load_url(address);
+    window->show_all();
+    window->present();
+    login_window = window;
+}
+
+// A hide by the program itself clears `login_window` first, so that only a person's closing counts as giving
+// up.
+void Application::on_sign_in_window_hidden(std::int32_t instance) {
+    if (login_instance != instance || redirect_captured || login_window == nullptr)
+        return;
+    login_instance = -1;
+    stop_login_process();
+    quit();
+}
+
+void Application::stop_login_process() {
+    if (login_pid > 0)
+        kill(login_pid, SIGTERM);
+    login_pid = 0;
+}
+
+void Application::on_auth_response_url_captured(const std::string& url) {
+    if (redirect_captured)
+        return;
+    redirect_captured = true;
+    const std::string redirect(trimmed(url, white_space));
+    print_line("DEBUG: Captured Redirect URI: " + redirect);
+    if (pkce_verifier.empty()) {
+        hand_back_redirect(redirect);
+        set_startup_text("Finalizing login, please wait...");
+        return;
+    }
+    print_line("DEBUG: Using GUI PKCE token exchange.");
+    set_startup_text("Completing login, please wait...");
+    do_token_exchange(redirect, login_instance);
+}
+
+// In the ordinary sequence the sign-in window is in front by now and no text is seen; the test stays as it
+// is.
+void Application::set_startup_text(const std::string& text) {
+    if (auto* startup = dynamic_cast<StartupWindow*>(login_window))
+        startup->set_loading_text(text);
+}
+
+void Application::hand_back_redirect(const std::string& redirect) {
+    if (!login_stdin)
+        return;
+    print_line("DEBUG: Sending Redirect URI to CLI stdin.");
+    g_usleep(
+        pause_before_hand_back); // the client gets this long to start reading; the pause blocks on purpose
+    try {
+        const auto line = redirect + "\n";
+        gsize written = 0;
+        login_stdin->write(line.data(), static_cast<gssize>(line.size()), written);
+        login_stdin->flush();
+    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): a client that is gone reports itself by
+                                   // its exit
+    }
+}
+
+void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
+    if (login_instance != attempt.instance)
+        return;
+    login_pid = 0;
+    if (gui_exchange_succeeded) {
+        gui_exchange_succeeded = false; // the program ended the child itself
+        return;
+    }
+    if (auto* window = std::exchange(login_window, nullptr))
+        window->hide();
+    if (exit_code == 0 && is_client_token_present()) {
+        on_login_successful();
+    } else if (!attempt.reauth && asks_for_reauth_at_login(login_output)) {
+        print_line("DEBUG: Login failed with reauth requirement. Retrying with --reauth...");
+        start_login_process(true);
+    } else {
+        show_login_error("Login failed.\n\nExit Code: " + std::to_string(exit_code) + "\n\nClient Output:\n" +
+                         login_output);
+    }
+}
+
+void Application::show_login_error(const std::string& details) {
+    const auto dialog = make_error_dialog(nullptr, "Login Error", details);
+    dialog->run();
+    quit();
+}
+
+void Application::on_login_successful() {
+    config.set("is_logged_in", "true");
+    login_window = nullptr;
+    for (auto* window : get_windows())
+        window->hide();
+    show_settings_window();
+}

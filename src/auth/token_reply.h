@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// The text of the token request and of its reply (RFC 6749 section 4.1.3, RFC 7636 section 4.5). Sending is
+// left to the token exchange.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// What an authorisation code is redeemed with.
+struct TokenRequest {
+    std::string client_id;
+    std::string code;
+    std::string redirect_uri;
+    std::string code_verifier;
+};
+
+/// The form body, each value percent-encoded byte by byte. The values come from addresses undecoded, so an
+/// escape in one of them is encoded a second time ("%3A" becomes "%253A"); wanted so.
+std::string token_request_body(const TokenRequest& request);
+
+/// The text between the quotes after the key "refresh_token", or the empty string. Found by plain search, not
+/// by parsing: a backslash-escaped quote ends it.
+std::string_view cut_refresh_token(std::string_view reply);

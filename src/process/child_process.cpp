@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "process/child_process.h"
+
+#include "base/print.h"
+#include "process/main_loop.h"
+#include "process/process_setup.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <glibmm/main.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+constexpr std::size_t chunk_size = 4096; // bytes
+
+struct Pipe {
+    int read_end = -1;
+    int write_end = -1;
+
+    // Close-on-exec: only the child's own three descriptors cross into it.
+    bool make() {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0)
+            return false;
+        read_end = ends[0];
+        write_end = ends[1];
+        return true;
+    }
+
+    void close_both() const {
+        close(read_end);
+        close(write_end);
+    }
+};
+
+// Between fork and exec, in a program with threads: async-signal-safe calls only.
+[[noreturn]] void run_shell(const char* command, const Pipe& output, const Pipe& input) {
+    dup2(output.write_end, STDOUT_FILENO);
+    dup2(output.write_end, STDERR_FILENO);
+    dup2(input.read_end, STDIN_FILENO);
+    output.close_both();
+    input.close_both();
+    restore_for_child();
+    execl("/bin/sh", "sh", "-c", command, nullptr);
+    _exit(127);
+}
+
+Glib::RefPtr<Glib::IOChannel> raw_channel(int descriptor) {
+    auto channel = Glib::IOChannel::create_from_fd(descriptor);
+    channel->set_encoding(""); // bytes, no conversion
+    channel->set_buffered(false);
+    return channel;
+}
+
+// False removes the watch.
+bool read_chunk(Glib::IOCondition condition, const Glib::RefPtr<Glib::IOChannel>& channel,
+                const std::function<void(const std::string&)>& on_output) {
+    if ((condition & (Glib::IO_IN | Glib::IO_PRI)) == Glib::IOCondition{})
+        return false;
+    std::array<char, chunk_size> buffer{};
+    gsize size = 0;
+    switch (channel->read(buffer.data(), buffer.size(), size)) {
+    case Glib::IO_STATUS_NORMAL:
+        if (size > 0)
+            on_output(std::string(buffer.data(), size));
+        return true;
+    case Glib::IO_STATUS_AGAIN:
+        return true;
+    case Glib::IO_STATUS_EOF:
+    case Glib::IO_STATUS_ERROR:
+        break;
+    }
+    return false;
+}
+
+sigc::connection watch_output(int descriptor, std::function<void(const std::string&)> on_output) {
+    const auto channel = raw_channel(descriptor);
+    channel->set_flags(channel->get_flags() | Glib::IO_FLAG_NONBLOCK);
+    return Glib::signal_io().connect(
+        [channel, on_output = std::move(on_output)](Glib::IOCondition condition) {
+            return read_chunk(condition, channel, on_output);
+        },
+        channel, Glib::IO_IN | Glib::IO_PRI | Glib::IO_HUP);
+}
+
+void wait_for_child(int pid, const std::function<void(int)>& on_exit) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    on_exit(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+}
+} // namespace
+
+void launch_process(const std::string& command, std::function<void(const std::string&)> on_output,
+                    std::function<void(int)> on_exit, Glib::RefPtr<Glib::IOChannel>* stdin_channel, int* pid,
+                    sigc::connection* watch) {
+    Pipe output;
+    Pipe input;
+    if (!output.make() || !input.make()) {
+        print_error("ERROR: Failed to create pipes");
+        return;
+    }
+    const int child = fork();
+    if (child < 0) {
+        print_error("ERROR: Failed to fork process");
+        return;
+    }
+    if (child == 0)
+        run_shell(command.c_str(), output, input);
+
+    close(output.write_end);
+    close(input.read_end);
+    if (pid != nullptr)
+        *pid = child;
+    if (stdin_channel != nullptr)
+        *stdin_channel = raw_channel(input.write_end);
+    const auto connection = watch_output(output.read_end, std::move(on_output));
+    if (watch != nullptr)
+        *watch = connection;
+    start_worker([child, on_exit = std::move(on_exit)] { wait_for_child(child, on_exit); });
+}

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+#include "base/files.h"
+#include "base/print.h"
+#include "ui/dialogs.h"
+#include "ui/skyfold.h"
+
+#include <filesystem>
+
+void Skyfold::on_remove_account() {
+    const auto sure = make_question_dialog(*this, "Are you sure you want to remove your account?",
+                                           "This will log you out and remove your OneDrive credentials.");
+    if (sure->run() != Gtk::RESPONSE_YES)
+        return;
+    sure->hide();
+    const auto folder = app != nullptr ? app->get_sync_dir() : std::string();
+    const auto files = make_question_dialog(*this, "Do you also want to delete the local OneDrive files?",
+                                            folder.empty() ? "" : "This will permanently delete: " + folder);
+    const bool delete_files = files->run() == Gtk::RESPONSE_YES; // closing it keeps them
+    files->hide();
+    if (app != nullptr)
+        app->remove_account(delete_files);
+}
+
+void Application::remove_account(bool delete_local_files) {
+    quit_sync_process();
+    kill_existing_onedrive_processes();
+    const auto folder = config.get("sync_dir");
+    if (delete_local_files && !folder.empty()) {
+        std::error_code error;
+        std::filesystem::remove_all(folder, error);
+        if (error)
+            print_error("ERROR: Failed to delete sync directory: " + error.message());
+    }
+    remove_client_file("refresh_token");
+    config.set("is_logged_in", "false");
+    config.set("sync_dir", "");
+    quit();
+}

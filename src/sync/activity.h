@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: MIT
+// Reads the English that the client prints in monitor mode: which phrase sets the status line, which line
+// starts or ends a transfer or a whole pass, and which entry a line names. Works on bytes; showing is left to
+// an ActivityView.
+#pragma once
+
+#include "base/status_words.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/// A phrase of the client and the text that the status line shows for it after "Sync: ".
+struct StatusPhrase {
+    std::string_view phrase;
+    std::string_view text;
+};
+
+/// In the order in which they are tested: the first row whose phrase occurs anywhere wins, wherever it
+/// stands. "Processing" is short, general and second on purpose: it outranks every row below it.
+inline constexpr std::array<StatusPhrase, 11> status_phrases = {{
+    {"Fetching items from the OneDrive API", "Fetching file list from OneDrive..."},
+    {"Processing", "Processing file list..."},
+    {"Number of items to download", "Starting downloads..."},
+    {"Performing initial synchronisation", "Performing initial sync..."},
+    {"Starting a sync with Microsoft", "Starting sync..."},
+    {"Syncing changes from Microsoft OneDrive", "Syncing changes..."},
+    {"Initialising filesystem inotify", "Watching for local changes..."},
+    {"OneDrive synchronisation interval", "Monitor running \u2014 waiting for changes"},
+    {"interrupted downloads that need to be resumed", "Resuming interrupted downloads..."},
+    {"Sync with Microsoft OneDrive is complete", "Sync complete"},
+    {"Received termination signal", "Sync stopping..."},
+}};
+
+/// The first row of `status_phrases`, below row `limit`, whose phrase is in `text`; else `limit`.
+std::size_t first_status_phrase(std::string_view text, std::size_t limit = status_phrases.size());
+
+/// True for a line that marks the end of a sync pass.
+bool ends_sync_pass(std::string_view line);
+
+/// The entry that `line` names after `prefix`, relative to `sync_dir`: "Downloading file: ./a/b.txt ... done"
+/// gives "a/b.txt". Nothing when the prefix is not in the line or no path follows. A view into `line`.
+std::optional<std::string_view> transfer_path(std::string_view line, std::string_view prefix,
+                                              std::string_view sync_dir);
+
+/// The part of a relative path before its first "/": the name of an entry of the sync folder.
+std::string_view top_level_name(std::string_view relative_path);
+
+/// A path of at most 60 bytes as it is; a longer one as "..." and its last 57 bytes, which may cut a
+/// character.
+std::string shown_path(std::string_view relative_path);
+
+/// What the rules ask the window to do. Texts are bytes.
+class ActivityView {
+  public:
+    ActivityView() = default;
+    ActivityView(const ActivityView&) = delete;
+    ActivityView& operator=(const ActivityView&) = delete;
+    ActivityView(ActivityView&&) = delete;
+    ActivityView& operator=(ActivityView&&) = delete;
+    virtual ~ActivityView() = default;
+
+    virtual void set_status_line(const std::string& text) = 0;
+    /// Sets the status of every row whose base name is `name`.
+    virtual void set_entry_status(std::string_view name, std::string_view status) = 0;
+    /// Sets "Synced" on every row that does not show "Skipped".
+    virtual void set_all_synced() = 0;
+};
+
+/// How far the unfinished line in the activity buffer was searched and the best phrase row found in it, so
+/// that a line that never ends is not searched again from its start with every chunk.
+struct PhraseScan {
+    std::size_t searched = 0; // bytes
+    std::size_t row = status_phrases.size();
+};
+
+/// Everything that one chunk reads and changes.
+struct Activity {
+    const std::string& sync_dir;
+    std::string& activity_buffer; // output that is not split into lines yet
+    PhraseScan& scan;             // belongs to activity_buffer
+    StatusMap& live_status_map;   // top-level name to "Uploading" or "Downloading"
+    ActivityView& view;
+};
+
+/// Takes one chunk of output: sets the status line from the phrase table, then acts on each finished line.
+void read_activity(std::string_view chunk, Activity& activity);

@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+#include "base/files.h"
+#include "base/print.h"
+#include "process/child_process.h"
+#include "process/main_loop.h"
+#include "sync/sync_end.h"
+#include "ui/dialogs.h"
+#include "ui/skyfold.h"
+#include "ui/status_cache.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+namespace {
+constexpr std::int32_t none = 0;
+constexpr std::int32_t starting = -1;
+
+// The folder is wrapped in double quotes and not escaped further; stdbuf makes the client write whole lines
+// at once.
+std::string monitor_command(const std::string& client, const std::string& sync_dir, bool resync) {
+    std::string command = "stdbuf -oL " + client + " --monitor --syncdir \"" + sync_dir + "\"";
+    if (resync)
+        command += " --resync --resync-auth";
+    return command + " 2>&1";
+}
+
+void run_ignoring_result(const char* command) {
+    [[maybe_unused]] const int result = std::system(command);
+}
+} // namespace
+
+// One child, as its handlers see it.
+struct Application::SyncLaunch {
+    int start = 0; // the request to start that it came from
+    std::string sync_dir;
+    bool resync = false;
+    std::string output; // everything the child printed, as bytes
+};
+
+void Application::on_sync_started(const std::string& sync_dir) {
+    print_line("DEBUG: Application::on_sync_started() - BEGIN");
+    print_line("DEBUG: Current m_sync_process_pid: " + std::to_string(m_sync_process_pid));
+    if (is_sync_running()) {
+        print_line("DEBUG: Sync already running or starting, ignoring");
+        return;
+    }
+    m_sync_process_pid = starting;
+    ++sync_starts;
+    config.set("sync_dir", sync_dir);
+    if (!daemon_mode && login_window != nullptr && login_window != main_window)
+        std::exchange(login_window, nullptr)->hide();
+    start_worker([this, sync_dir] {
+        kill_clients_around_loads(kill_existing_onedrive_processes);
+        post_to_main_loop([this, sync_dir] { launch_sync_process(sync_dir, false); });
+    });
+}
+
+void Application::kill_existing_onedrive_processes() {
+    print_line("DEBUG: Cleaning up any existing onedrive monitor processes...");
+    run_ignoring_result("pkill -9 onedrive-cli 2>/dev/null");
+    run_ignoring_result("pkill -9 -x onedrive 2>/dev/null");
+    remove_client_file(".lock");
+}
+
+void Application::launch_sync_process(const std::string& sync_dir, bool resync) {
+    const auto command = monitor_command(get_onedrive_cli_path(), sync_dir, resync);
+    print_line("DEBUG: Launching: " + command);
+    const auto launch = std::make_shared<SyncLaunch>();
+    launch->start = sync_starts;
+    launch->sync_dir = sync_dir;
+    launch->resync = resync;
+    launch_process(
+        command, [this, launch](const std::string& chunk) { on_sync_output(*launch, chunk); },
+        // At idle priority, below the output watch: all that the child printed is read before its end is
+        // judged.
+        [this, launch](int exit_code) {
+            post_when_idle([this, launch, exit_code] { on_sync_exit(*launch, exit_code); });
+        },
+        nullptr, &m_sync_process_pid, &sync_watch_connection);
+    if (m_sync_process_pid == starting) {
+        print_error("ERROR: Failed to launch sync process.");
+        m_sync_process_pid = none;
+        return;
+    }
+    if (!daemon_mode)
+        show_sync_running(sync_dir);
+}
+
+void Application::show_sync_running(const std::string& sync_dir) {
+    if (main_window == nullptr) {
+        main_window = new Skyfold(this, sync_dir); // owned by the process
+        add_window(*main_window);
+    }
+    main_window->set_sync_status(true);
+    login_window = main_window;
+}
+
+void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
+    print_line("[SYNC] " + chunk);
+    launch.output += chunk;
+    if (main_window != nullptr)
+        main_window->notify_sync_activity(chunk);
+}
+
+void Application::on_sync_exit(const SyncLaunch& launch, int exit_code) {
+    const auto end = judge_sync_end({sync_quit_requested, launch.resync, exit_code, launch.output});
+    if (launch.start == sync_starts)
+        end_newest_sync(launch, end);
+    if (end == SyncEnd::stopped)
+        print_line("OneDrive sync process stopped.");
+    if (end == SyncEnd::clean)
+        print_line("OneDrive sync process exited cleanly.");
+    if (end == SyncEnd::failed)
+        report_sync_failure(exit_code, launch.output);
+}
+
+// Not for a child that was stopped to be started anew: the watch, the state and the switch are its
+// successor's by now.
+void Application::end_newest_sync(const SyncLaunch& launch, SyncEnd end) {
+    sync_watch_connection.disconnect();
+    m_sync_process_pid = none;
+    if (end == SyncEnd::resync) {
+        print_line("DEBUG: Resync required, retrying automatically.");
+        m_sync_process_pid = starting;
+        launch_sync_process(launch.sync_dir, true); // the switch stays as it is
+        return;
+    }
+    if (end == SyncEnd::reauth)
+        print_line("DEBUG: Reauth required, starting login process.");
+    if (main_window != nullptr)
+        main_window->set_sync_status(false);
+    if (end == SyncEnd::reauth)
+        start_login_process(true);
+}
+
+void Application::report_sync_failure(int exit_code, const std::string& output) {
+    print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
+    if (dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
+        show_sync_error(exit_code, output);
+}
+
+void Application::show_sync_error(int exit_code, const std::string& output) {
+    // The tags show as they are written: the text is set without markup, on purpose.
+    auto dialog =
+        make_error_dialog(main_window, "Sync Process Error",
+                          "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> " +
+                              std::to_string(exit_code) + "\n<b>Output:</b>\n" + output);
+    auto* shown = dialog.release(); // its answer deletes it
+    shown->signal_response().connect([this, shown](int /*response*/) {
+        login_window = main_window;
+        shown->hide();
+        post_when_idle([shown] { delete shown; }); // not inside its own signal
+    });
+    login_window = shown;
+    shown->show();
+}
+
+void Application::quit_sync_process() {
+    if (m_sync_process_pid <= none)
+        return;
+    // Set and cleared before the child's end can be handled, so that a stopped child is judged by its output
+    // and exit code like any other: switching off ends in the error dialog with exit code -1. Wanted so.
+    sync_quit_requested = true;
+    kill(m_sync_process_pid, SIGTERM);
+    kill(m_sync_process_pid, SIGKILL);
+    m_sync_process_pid = none;
+    sync_quit_requested = false;
+    if (main_window != nullptr)
+        main_window->set_sync_status(false);
+}
+
+bool Application::is_sync_running() const {
+    return m_sync_process_pid > none || m_sync_process_pid == starting;
+}
+
+void Application::toggle_sync() {
+    if (is_sync_running()) {
+        config.set("sync_enabled", "false");
+        quit_sync_process();
+        return;
+    }
+    const auto sync_dir = config.get("sync_dir");
+    if (sync_dir.empty())
+        return;
+    config.set("sync_enabled", "true");
+    post_when_idle([this, sync_dir] {
+        if (m_sync_process_pid == none)
+            on_sync_started(sync_dir);
+    });
+}
+
+std::string Application::get_sync_dir() const {
+    return config.get("sync_dir");
+}

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+#include "ui/file_row.h"
+
+#include "base/print.h"
+#include "base/status_words.h"
+#include "base/text.h"
+#include "ui/display_text.h"
+
+#include <algorithm>
+#include <array>
+#include <atkmm/object.h>
+#include <glibmm/main.h>
+#include <gtkmm/icontheme.h>
+
+namespace {
+constexpr int icon_size = 22;           // px
+constexpr unsigned hover_delay = 100;   // ms
+constexpr unsigned fade_duration = 150; // ms
+constexpr int status_width = 12;        // characters
+constexpr const char* activity_icon = "emblem-synchronizing-symbolic";
+
+constexpr std::array on_its_way = {status_word::uploading, status_word::downloading, status_word::pending,
+                                   status_word::syncing};
+
+bool is_skipped(const Glib::ustring& status) {
+    return contains(status.raw(), status_word::skipped);
+}
+
+bool is_on_its_way(const Glib::ustring& status) {
+    return std::ranges::find(on_its_way, std::string_view(status.raw())) != on_its_way.end();
+}
+
+// The tooltip is the only text of such a button, so a screen reader gets it as the name.
+void set_icon_button_text(Gtk::Button& button, const char* text) {
+    button.set_tooltip_text(text);
+    button.get_accessible()->set_name(text);
+}
+
+void make_icon_button(Gtk::Button& button, const char* icon, const char* text) {
+    auto* image = Gtk::make_managed<Gtk::Image>();
+    image->set_from_icon_name(icon, Gtk::ICON_SIZE_BUTTON);
+    button.set_image(*image);
+    button.set_relief(Gtk::RELIEF_NONE);
+    set_icon_button_text(button, text);
+}
+} // namespace
+
+FileRow::FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
+                 const Glib::ustring& status, const Glib::ustring& path)
+    : content_box(Gtk::ORIENTATION_HORIZONTAL, 10), action_box(Gtk::ORIENTATION_HORIZONTAL, 5),
+      base_icon(icon), full_path(path.raw()) {
+    build_labels(icon, name, status);
+    build_buttons();
+    show_toggle(is_skipped(status));
+    build_stack();
+    event_box.add(content_box);
+    add(event_box);
+    event_box.signal_enter_notify_event().connect(sigc::mem_fun(*this, &FileRow::on_enter));
+    event_box.signal_leave_notify_event().connect(sigc::mem_fun(*this, &FileRow::on_leave));
+    show_all();
+}
+
+FileRow::~FileRow() {
+    hover_timeout.disconnect();
+}
+
+void FileRow::build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
+                           const Glib::ustring& status) {
+    icon_image.set(icon);
+    content_box.pack_start(icon_image, Gtk::PACK_SHRINK, 0);
+    name_label.set_text(display_text(name.raw()));
+    name_label.set_halign(Gtk::ALIGN_START);
+    name_label.set_ellipsize(Pango::ELLIPSIZE_END);
+    content_box.pack_start(name_label, Gtk::PACK_EXPAND_WIDGET);
+    status_label.set_text(display_text(status.raw()));
+    status_label.get_style_context()->add_class("dim-label");
+    status_label.set_halign(Gtk::ALIGN_END);
+    status_label.set_hexpand(false);
+    status_label.set_width_chars(status_width);
+}
+
+void FileRow::build_buttons() {
+    make_icon_button(open_button, "folder-open-symbolic", "Open file location");
+    open_button.signal_clicked().connect([this] { signal_open_location.emit(full_path); });
+    make_icon_button(sync_button, "view-refresh-symbolic", "Force Sync");
+    sync_button.signal_clicked().connect([this] { signal_force_sync.emit(full_path); });
+    toggle_button.set_image(*Gtk::make_managed<Gtk::Image>());
+    toggle_button.set_relief(Gtk::RELIEF_NONE);
+    toggle_button.signal_clicked().connect(sigc::mem_fun(*this, &FileRow::on_toggle_clicked));
+    for (auto* button : {&open_button, &sync_button, &toggle_button})
+        action_box.pack_start(*button, Gtk::PACK_SHRINK, 0);
+}
+
+void FileRow::build_stack() {
+    action_stack.set_transition_type(Gtk::STACK_TRANSITION_TYPE_CROSSFADE);
+    action_stack.set_transition_duration(fade_duration);
+    action_stack.add(status_label, "status");
+    action_stack.add(action_box, "actions");
+    action_stack.set_visible_child("status");
+    content_box.pack_start(action_stack, Gtk::PACK_SHRINK, 0);
+}
+
+void FileRow::show_toggle(bool skipped) {
+    auto* image = dynamic_cast<Gtk::Image*>(toggle_button.get_image());
+    if (image == nullptr)
+        return;
+    image->set_from_icon_name(skipped ? "emblem-prohibited" : "folder", Gtk::ICON_SIZE_BUTTON);
+    set_icon_button_text(toggle_button, skipped ? "Enable Sync" : "Disable Sync");
+}
+
+void FileRow::set_status(const Glib::ustring& status) {
+    const auto text = display_text(status.raw());
+    status_label.set_text(text);
+    show_toggle(is_skipped(text));
+    if (is_on_its_way(text))
+        show_activity_icon();
+    else
+        icon_image.set(base_icon);
+}
+
+void FileRow::show_activity_icon() {
+    try {
+        icon_image.set(
+            Gtk::IconTheme::get_default()->load_icon(activity_icon, icon_size, Gtk::ICON_LOOKUP_USE_BUILTIN));
+    } catch (const Glib::Error&) {
+        icon_image.set_from_icon_name(activity_icon, Gtk::ICON_SIZE_BUTTON);
+    }
+}
+
+const std::string& FileRow::get_full_path() const {
+    return full_path;
+}
+
+Glib::ustring FileRow::get_status_text() const {
+    return status_label.get_text();
+}
+
+// Decided from what the row shows now, not from the status it was built with.
+void FileRow::on_toggle_clicked() {
+    const auto text = get_status_text();
+    const bool enable = is_skipped(text);
+    print_line("DEBUG: Toggle clicked. Status: '" + text.raw() +
+               "' -> Action: " + (enable ? "Enable" : "Disable"));
+    signal_toggle_sync.emit(full_path, enable);
+}
+
+bool FileRow::on_enter(GdkEventCrossing* /*event*/) {
+    hovered = true;
+    schedule_action_update(true);
+    return false;
+}
+
+bool FileRow::on_leave(GdkEventCrossing* event) {
+    if (event->detail == GDK_NOTIFY_INFERIOR) // onto one of the row's own buttons
+        return false;
+    hovered = false;
+    schedule_action_update(false);
+    return false;
+}
+
+// The timer reads `hovered` when it fires, so a quick pass across the row changes nothing.
+void FileRow::schedule_action_update(bool /*show*/) {
+    hover_timeout.disconnect();
+    hover_timeout =
+        Glib::signal_timeout().connect(sigc::mem_fun(*this, &FileRow::on_hover_timeout), hover_delay);
+}
+
+bool FileRow::on_hover_timeout() {
+    if (hovered)
+        show_actions();
+    else
+        hide_actions();
+    return false;
+}
+
+void FileRow::show_actions() {
+    if (hovered)
+        action_stack.set_visible_child("actions");
+}
+
+void FileRow::hide_actions() {
+    if (!hovered)
+        action_stack.set_visible_child("status");
+}

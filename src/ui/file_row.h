@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// One row of the file list: icon, name and status, which gives way to three buttons while the pointer rests
+// on it. A row does no work itself; its signals carry the full path to the window.
+#pragma once
+
+#include <gdkmm/pixbuf.h>
+#include <gtkmm/box.h>
+#include <gtkmm/button.h>
+#include <gtkmm/eventbox.h>
+#include <gtkmm/image.h>
+#include <gtkmm/label.h>
+#include <gtkmm/listboxrow.h>
+#include <gtkmm/stack.h>
+#include <string>
+
+class FileRow : public Gtk::ListBoxRow {
+  public:
+    /// `name`, `status` and `full_path` are bytes as the file system has them.
+    FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name, const Glib::ustring& status,
+            const Glib::ustring& full_path);
+    FileRow(const FileRow&) = delete;
+    FileRow& operator=(const FileRow&) = delete;
+    FileRow(FileRow&&) = delete;
+    FileRow& operator=(FileRow&&) = delete;
+    ~FileRow() override;
+
+    /// Shows any text. One that contains "Skipped" turns the toggle to "Enable Sync"; the four words of an
+    /// entry on its way, exactly, change the row's icon. Main thread only.
+    void set_status(const Glib::ustring& status);
+
+    [[nodiscard]] const std::string& get_full_path() const;
+    [[nodiscard]] Glib::ustring get_status_text() const;
+
+    sigc::signal<void, std::string> signal_open_location;
+    sigc::signal<void, std::string> signal_force_sync;
+    sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
+
+  private:
+    void build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
+                      const Glib::ustring& status);
+    void build_buttons();
+    void build_stack();
+    void show_toggle(bool skipped);
+    void show_activity_icon();
+    void on_toggle_clicked();
+
+    bool on_enter(GdkEventCrossing* event);
+    bool on_leave(GdkEventCrossing* event);
+    void schedule_action_update(bool show);
+    bool on_hover_timeout();
+    void show_actions();
+    void hide_actions();
+
+    Gtk::EventBox event_box;
+    Gtk::Box content_box;
+    Gtk::Image icon_image;
+    Gtk::Label name_label;
+    Gtk::Label status_label;
+    Gtk::Stack action_stack;
+    Gtk::Box action_box;
+    Gtk::Button open_button;
+    Gtk::Button sync_button;
+    Gtk::Button toggle_button;
+    Glib::RefPtr<Gdk::Pixbuf> base_icon;
+    std::string full_path;
+    bool hovered = false;
+    sigc::connection hover_timeout;
+};

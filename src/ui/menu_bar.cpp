@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+#include "ui/skyfold.h"
+#include "version.h"
+
+#include <atkmm/object.h>
+#include <atkmm/relation.h>
+#include <gtkmm/aboutdialog.h>
+#include <gtkmm/image.h>
+
+namespace {
+const char* on_or_off(bool state) {
+    return state ? "ON" : "OFF";
+}
+
+void show_state(Gtk::Switch* shown, Gtk::Label* label, bool state) {
+    if (shown != nullptr)
+        shown->set_active(state);
+    if (label != nullptr)
+        label->set_text(on_or_off(state));
+}
+} // namespace
+
+void Skyfold::create_menu_bar() {
+    add_file_menu();
+    settings_menu = Gtk::make_managed<Gtk::Menu>();
+    settings_menu_item = Gtk::make_managed<Gtk::MenuItem>();
+    auto* image = Gtk::make_managed<Gtk::Image>();
+    image->set_from_icon_name("applications-system", Gtk::ICON_SIZE_MENU);
+    settings_menu_item->add(*image);
+    settings_menu_item->set_submenu(*settings_menu);
+    settings_menu_item->get_accessible()->set_name("Settings");
+
+    sync_switch = add_settings_row("Enable Sync", sync_state_label);
+    autostart_switch = add_settings_row("Start on login", autostart_state_label);
+    notifications_switch = add_settings_row("Enable Notifications", notifications_state_label);
+    show_initial_settings(); // before the handlers are connected: nothing is triggered
+    sync_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_sync_toggle_clicked), false);
+    autostart_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_autostart_toggled), false);
+    notifications_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_notifications_toggled),
+                                                     false);
+    settings_menu_item->set_right_justified(true);
+    menu_bar.append(*settings_menu_item);
+}
+
+void Skyfold::add_file_menu() {
+    struct Item {
+        const char* label;
+        void (Skyfold::*handler)();
+        guint key;
+    };
+    // Plain letters, not shown in the menu: both on purpose.
+    constexpr std::array<Item, 3> items = {{
+        {"_About", &Skyfold::on_about, GDK_KEY_a},
+        {"_Remove Account", &Skyfold::on_remove_account, GDK_KEY_r},
+        {"_Quit", &Skyfold::on_quit, GDK_KEY_q},
+    }};
+    auto* file_item = Gtk::make_managed<Gtk::MenuItem>("_File", true);
+    auto* file_menu = Gtk::make_managed<Gtk::Menu>();
+    file_item->set_submenu(*file_menu);
+    file_item->add_accelerator("activate", accel_group, GDK_KEY_f, Gdk::MOD1_MASK, Gtk::AccelFlags{});
+    for (const auto& item : items) {
+        auto* entry = Gtk::make_managed<Gtk::MenuItem>(item.label, true);
+        entry->signal_activate().connect(sigc::mem_fun(*this, item.handler));
+        entry->add_accelerator("activate", accel_group, item.key, Gdk::ModifierType{}, Gtk::AccelFlags{});
+        file_menu->append(*entry);
+    }
+    menu_bar.append(*file_item);
+}
+
+Gtk::Switch* Skyfold::add_settings_row(const char* text, Gtk::Label*& state_label) {
+    auto* row = Gtk::make_managed<Gtk::MenuItem>();
+    auto* box = Gtk::make_managed<Gtk::Box>(Gtk::ORIENTATION_HORIZONTAL, 10);
+    auto* row_switch = Gtk::make_managed<Gtk::Switch>();
+    state_label = Gtk::make_managed<Gtk::Label>();
+    box->pack_start(*Gtk::make_managed<Gtk::Label>(text), true, true, 0);
+    box->pack_start(*row_switch, false, false);
+    box->pack_start(*state_label, false, false);
+    row->add(*box);
+    row_switch->get_accessible()->set_name(text);
+    row->get_accessible()->set_name(text);
+    row->signal_button_press_event().connect(
+        [row_switch](GdkEventButton* /*event*/) {
+            row_switch->activate(); // flips it
+            return true;
+        },
+        true);
+    settings_menu->append(*row);
+    return row_switch;
+}
+
+void Skyfold::show_initial_settings() {
+    if (app == nullptr)
+        return;
+    show_state(sync_switch, sync_state_label, app->is_sync_running());
+    show_state(autostart_switch, autostart_state_label, app->is_autostart_enabled());
+    show_state(notifications_switch, notifications_state_label, app->are_notifications_enabled());
+}
+
+// These two flip the stored preference instead of setting it, on purpose: a switch starts out equal to it and
+// is moved by the person only.
+bool Skyfold::on_autostart_toggled(bool state) {
+    if (app != nullptr)
+        app->toggle_autostart();
+    autostart_state_label->set_text(on_or_off(state));
+    return false;
+}
+
+bool Skyfold::on_notifications_toggled(bool state) {
+    if (app != nullptr)
+        app->toggle_notifications();
+    notifications_state_label->set_text(on_or_off(state));
+    return false;
+}
+
+// Nothing calls these two. They do not block the handlers, on purpose: a switch that moves flips its
+// preference.
+void Skyfold::set_autostart_status(bool enabled) {
+    show_state(autostart_switch, autostart_state_label, enabled);
+}
+
+void Skyfold::set_notification_status(bool enabled) {
+    show_state(notifications_switch, notifications_state_label, enabled);
+}
+
+void Skyfold::on_about() {
+    Gtk::AboutDialog about;
+    about.set_transient_for(*this);
+    about.set_program_name("Skyfold");
+    about.set_version(SKYFOLD_VERSION);
+    about.set_comments("A GUI for the OneDrive Linux Client.\n\n"
+                       "It uses the outside onedrive command-line client "
+                       "(packaged with this application as 'onedrive-cli' to avoid conflicts).");
+    about.set_website("https://github.com/abraunegg/onedrive");
+    about.set_website_label("OneDrive Client for Linux");
+    about.set_authors({"The Skyfold developers"});
+    about.set_logo_icon_name("applications-internet");
+    about.run();
+}

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "app/application.h"
+#include "base/files.h"
+#include "base/print.h"
+#include "base/text.h"
+#include "ui/shell_quote.h"
+#include "ui/skip_dir.h"
+#include "ui/skyfold.h"
+
+#include <cstdlib>
+#include <glibmm/fileutils.h>
+#include <glibmm/miscutils.h>
+#include <stdexcept>
+
+namespace {
+bool run_command(const std::string& command) {
+    return std::system(command.c_str()) == 0;
+}
+
+bool is_folder(const std::string& path) {
+    return Glib::file_test(path, Glib::FILE_TEST_IS_DIR);
+}
+
+bool open_folder(const std::string& folder) {
+    return run_command("xdg-open \"" + inside_double_quotes(folder) + "\"");
+}
+
+// dbus-send splits an array at commas and knows no escape for them; the file manager reads %2C as one.
+std::string with_commas_encoded(std::string_view path) {
+    std::string encoded;
+    for (const char c : path) {
+        if (c == ',')
+            encoded += "%2C";
+        else
+            encoded += c;
+    }
+    return encoded;
+}
+
+bool show_in_file_manager(const std::string& path) {
+    return run_command("dbus-send --session --dest=org.freedesktop.FileManager1 --type=method_call "
+                       "/org/freedesktop/FileManager1 org.freedesktop.FileManager1.ShowItems "
+                       "array:string:\"file://" +
+                       inside_double_quotes(with_commas_encoded(path)) + "\" string:\"\"");
+}
+
+void open_location(const std::string& path) {
+    if (is_folder(path)) {
+        if (!open_folder(path))
+            print_error("Failed to open directory: " + path);
+        return;
+    }
+    const auto parent = Glib::path_get_dirname(path);
+    if (Glib::file_test(path, Glib::FILE_TEST_EXISTS)) {
+        if (!show_in_file_manager(path) && !open_folder(parent))
+            print_error("Failed to open file location: " + path);
+    } else if (is_folder(parent) && !open_folder(parent)) {
+        print_error("Failed to open parent directory: " + parent);
+    }
+}
+
+// Adds `value` to, or removes it from, the list that `key` holds in the client's configuration file. A file
+// that cannot be written is left as it is. Throws when `HOME` is unset.
+void modify_onedrive_config(const std::string& key, const std::string& value, bool add) {
+    const auto path = client_file("config");
+    if (!path)
+        throw std::runtime_error("HOME is not set");
+    std::vector<std::string> lines;
+    const auto text = read_file(*path).value_or("");
+    for_each_line(text, [&lines](std::string_view line) { lines.emplace_back(line); });
+    const auto edited = edit_list(std::move(lines), key, value, add);
+    if (!edited)
+        return;
+    std::string content;
+    for (const auto& line : *edited)
+        content.append(line).append("\n");
+    write_file(*path, content);
+}
+} // namespace
+
+// A test for the beginning only: "/home/u/Cloud2/x" counts as below "/home/u/Cloud".
+std::string Skyfold::relative_path(const std::string& path) const {
+    if (!path.starts_with(sync_dir))
+        return path;
+    const auto rest = path.substr(sync_dir.size());
+    return rest.starts_with('/') ? rest.substr(1) : rest;
+}
+
+void Skyfold::on_open_location_clicked(const std::string& path) {
+    try {
+        if (!path.empty())
+            open_location(path);
+    } catch (const std::exception& error) {
+        print_error(std::string("Error opening location: ") + error.what());
+    }
+}
+
+void Skyfold::force_sync_file(const std::string& path) {
+    try {
+        // Waits for the client: the window does not answer until the entry is done.
+        execute_onedrive_command("--synchronize --single-directory '" +
+                                 inside_single_quotes(relative_path(path)) + "'");
+        refresh_sync_status();
+    } catch (const std::exception& error) {
+        print_error(std::string("Error forcing sync: ") + error.what());
+    }
+}
+
+// Does nothing: the rows' buttons are wired to force_sync_file.
+void Skyfold::on_force_sync_clicked() {}
+
+void Skyfold::on_file_sync_toggle_clicked(const std::string& path, bool enable) {
+    try {
+        change_folder_sync(path, enable);
+    } catch (const std::exception& error) {
+        print_error(std::string("Error toggling sync: ") + error.what());
+    }
+}
+
+void Skyfold::change_folder_sync(const std::string& path, bool enable) {
+    const auto relative = relative_path(path);
+    if (relative.empty()) {
+        print_error("Cannot toggle sync for root directory");
+        return;
+    }
+    modify_onedrive_config("skip_dir", relative, !enable);
+    print_line((enable ? "Removed from skip_dir: " : "Added to skip_dir: ") + relative);
+    if (app != nullptr && app->is_sync_running()) {
+        print_line("Restarting sync process to apply config changes...");
+        app->quit_sync_process();
+        app->toggle_sync(); // nothing runs by now, so this starts it again
+    }
+    refresh_sync_status();
+    if (app != nullptr && app->are_notifications_enabled())
+        send_notification("Sync Settings Changed", (enable ? "Enabled sync for " : "Disabled sync for ") +
+                                                       Glib::path_get_basename(path));
+}

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// The main window: the list of the sync folder's entries, the menu bar, the status bar and the tray icon. Its
+// members are declared here once and defined where their work happens; each heading names the file. All of it
+// belongs to the main loop's thread but what is marked otherwise.
+#pragma once
+
+#include "base/status_words.h"
+#include "sync/activity.h"
+
+#include <array>
+#include <gdkmm/pixbuf.h>
+#include <giomm/file.h>
+#include <gtkmm/accelgroup.h>
+#include <gtkmm/box.h>
+#include <gtkmm/label.h>
+#include <gtkmm/listbox.h>
+#include <gtkmm/menu.h>
+#include <gtkmm/menubar.h>
+#include <gtkmm/overlay.h>
+#include <gtkmm/scrolledwindow.h>
+#include <gtkmm/statusicon.h>
+#include <gtkmm/switch.h>
+#include <gtkmm/treemodel.h>
+#include <gtkmm/window.h>
+#include <map>
+#include <memory>
+#include <string>
+
+class Application;
+class FileRow;
+
+class Skyfold : public Gtk::Window {
+  public:
+    /// A column record that no model is built from.
+    class ModelColumns : public Gtk::TreeModel::ColumnRecord {
+      public:
+        ModelColumns();
+
+        Gtk::TreeModelColumn<Glib::RefPtr<Gdk::Pixbuf>> icon;
+        Gtk::TreeModelColumn<Glib::ustring> name;
+        Gtk::TreeModelColumn<Glib::ustring> status;
+        Gtk::TreeModelColumn<Glib::ustring> full_path;
+    };
+
+    // ui/skyfold.cpp: the frame
+    /// Builds the window hidden. `application` may be null.
+    Skyfold(Application* application, const std::string& sync_dir);
+    Skyfold(const Skyfold&) = delete;
+    Skyfold& operator=(const Skyfold&) = delete;
+    Skyfold(Skyfold&&) = delete;
+    Skyfold& operator=(Skyfold&&) = delete;
+    ~Skyfold() override;
+    bool on_sync_toggle_clicked(bool state);
+    /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
+    /// switch, whose handler compares the two.
+    void set_sync_status(bool running);
+    void on_show_hide();
+    void on_quit();
+    /// Forgets the status cache and refreshes every row.
+    void refresh_sync_status();
+    void style_list_box_rows();
+
+    // ui/file_list.cpp
+    /// Lists the entries of `path`, folders first, in byte order. Called once; the rows stay for the window's
+    /// life.
+    void populate_file_list(const std::string& path);
+    /// Loads the status cache on a worker and then refreshes every row.
+    void update_file_statuses_async();
+
+    // ui/status_cache.cpp
+    /// Fills the process-wide cache unless it is loaded. Runs the client twice and blocks; for worker
+    /// threads.
+    static void load_sync_status_cache();
+    /// The status word for a path relative to the sync folder.
+    [[nodiscard]] std::string get_file_sync_status(const std::string& relative_path) const;
+    /// Runs the client once with `arguments` (a piece of shell text) and returns its standard output; empty
+    /// when it cannot be started. Blocks; any thread may call.
+    static std::string execute_onedrive_command(const std::string& arguments);
+
+    // ui/row_actions.cpp
+    void on_open_location_clicked(const std::string& path);
+    void force_sync_file(const std::string& path);
+    void on_force_sync_clicked();
+    void on_file_sync_toggle_clicked(const std::string& path, bool enable);
+
+    // ui/menu_bar.cpp
+    void create_menu_bar();
+    void on_about();
+    bool on_autostart_toggled(bool state);
+    void set_autostart_status(bool enabled);
+    bool on_notifications_toggled(bool state);
+    void set_notification_status(bool enabled);
+
+    // ui/tray_icon.cpp
+    void try_create_tray_icon();
+    void check_tray_embedding();
+    void setup_tray_icon();
+    void on_tray_activated();
+    void on_tray_right_click(unsigned int button, unsigned int activate_time);
+
+    // sync/activity_interpreter.cpp
+    /// Takes one chunk of the client's output (bytes).
+    void notify_sync_activity(const std::string& chunk);
+
+    // sync/notifications.cpp
+    void show_sync_complete_notification();
+    void show_file_sync_notification(const std::string& filename, bool is_upload);
+
+    // sync/account_removal.cpp
+    void on_remove_account();
+
+  protected:
+    bool on_delete_event(GdkEventAny* event) override;
+
+  private:
+    friend struct SkyfoldProbe; // the tests' way in
+
+    class ActivityOnWindow;
+    struct Listing;
+
+    // ui/skyfold.cpp
+    void build_list_area();
+    void build_status_bar();
+    void build_main_box();
+
+    // ui/file_list.cpp
+    void append_row(const Glib::RefPtr<Gio::FileInfo>& info, const std::string& folder, Listing& listing);
+    void show_refreshed_statuses();
+
+    // ui/menu_bar.cpp
+    void add_file_menu();
+    Gtk::Switch* add_settings_row(const char* text, Gtk::Label*& state_label);
+    void show_initial_settings();
+
+    // ui/tray_icon.cpp
+    void create_tray_icon_from_file();
+    void create_tray_icon_from_theme();
+    void create_tray_icon_from_stock();
+    void check_tray_embedding_again();
+
+    // ui/row_actions.cpp
+    [[nodiscard]] std::string relative_path(const std::string& path) const;
+    void change_folder_sync(const std::string& path, bool enable);
+
+    // sync/notifications.cpp
+    [[nodiscard]] bool may_notify() const;
+    static void send_notification(const std::string& title, const std::string& body);
+
+    ModelColumns columns;
+    Application* app = nullptr;
+    bool tray_available = false;
+    std::string sync_dir; // absolute, bytes
+    StatusMap live_status_map;
+    std::string activity_buffer;
+    Gtk::Box main_box;
+    Gtk::MenuBar menu_bar;
+    Gtk::Overlay overlay;
+    Gtk::ScrolledWindow scrolled_window;
+    Gtk::ListBox file_list_box;
+    Gtk::Label status_label;
+    Gtk::Menu* settings_menu = nullptr;
+    Gtk::MenuItem* settings_menu_item = nullptr;
+    Gtk::Switch* sync_switch = nullptr;
+    Gtk::Label* sync_state_label = nullptr;
+    Gtk::Switch* autostart_switch = nullptr;
+    Gtk::Label* autostart_state_label = nullptr;
+    Gtk::Switch* notifications_switch = nullptr;
+    Gtk::Label* notifications_state_label = nullptr;
+    Glib::RefPtr<Gtk::StatusIcon> tray_icon;
+    Glib::RefPtr<Gtk::AccelGroup> accel_group;
+
+    PhraseScan activity_scan;                                       // of activity_buffer
+    std::multimap<std::string, FileRow*, std::less<>> rows_by_name; // the rows of file_list_box by base name
+    std::shared_ptr<Skyfold*> alive = std::make_shared<Skyfold*>(this); // workers hold it weakly
+};

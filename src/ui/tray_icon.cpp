@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "base/print.h"
+#include "ui/skyfold.h"
+
+#include <glibmm/fileutils.h>
+#include <glibmm/main.h>
+#include <gtkmm/icontheme.h>
+#include <gtkmm/stock.h>
+
+namespace {
+constexpr const char* icon_file = "/usr/share/icons/hicolor/scalable/apps/onedrive.png";
+constexpr std::array theme_icons = {"folder-cloud", "cloud-storage", "network-server", "folder"};
+constexpr unsigned first_check_delay = 500;   // ms
+constexpr unsigned second_check_delay = 2000; // ms
+
+void print_embedded(const Gtk::StatusIcon& icon) {
+    print_line(std::string("DEBUG: Tray icon is_embedded: ") + (icon.is_embedded() ? "true" : "false"));
+}
+
+// Runs one step of the icon's creation; the text of what it throws follows `failure`.
+template<typename Step>
+bool attempt(const std::string& failure, Step step) {
+    try {
+        step();
+        return true;
+    } catch (const Glib::Exception& error) {
+        print_error(failure + error.what().raw());
+    } catch (const std::exception& error) {
+        print_error(failure + error.what());
+    }
+    return false;
+}
+} // namespace
+
+void Skyfold::try_create_tray_icon() {
+    const bool finished = attempt("ERROR: Unhandled exception in try_create_tray_icon: ", [this] {
+        print_line("DEBUG: try_create_tray_icon() called");
+        print_line("DEBUG: Checking if system tray is available...");
+        create_tray_icon_from_file();
+        if (!tray_icon)
+            create_tray_icon_from_theme();
+        if (!tray_icon)
+            create_tray_icon_from_stock();
+        if (!tray_icon) {
+            print_error("ERROR: Tray icon creation failed completely.");
+            tray_available = false;
+            return;
+        }
+        print_line("DEBUG: Tray icon object created successfully");
+        print_embedded(*tray_icon.operator->());
+        print_line("DEBUG: Scheduling embedding check in 500ms...");
+        Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::check_tray_embedding),
+                                            first_check_delay);
+    });
+    if (!finished)
+        tray_available = false;
+}
+
+void Skyfold::create_tray_icon_from_file() {
+    const std::string path = icon_file;
+    print_line("DEBUG: Checking for custom icon at: " + path);
+    if (!Glib::file_test(path, Glib::FILE_TEST_EXISTS)) {
+        print_line("DEBUG: Custom icon file not found");
+        return;
+    }
+    attempt("ERROR: Exception creating tray icon from file: ", [this, &path] {
+        set_icon_from_file(path);
+        tray_icon = Gtk::StatusIcon::create_from_file(path);
+        print_line("DEBUG: Tray icon created from file: " + path);
+    });
+}
+
+void Skyfold::create_tray_icon_from_theme() {
+    print_line("DEBUG: Trying theme icons...");
+    for (const std::string name : theme_icons) {
+        attempt("ERROR: Exception creating icon from theme '" + name + "': ", [this, &name] {
+            print_line("DEBUG: Checking theme icon: " + name);
+            if (!Gtk::IconTheme::get_default()->has_icon(name)) {
+                print_line("DEBUG: Theme does not have icon: " + name);
+                return;
+            }
+            print_line("DEBUG: Theme has icon: " + name);
+            tray_icon = Gtk::StatusIcon::create(name);
+            print_line("DEBUG: Tray icon created from theme icon: " + name);
+        });
+        if (tray_icon)
+            return;
+    }
+}
+
+void Skyfold::create_tray_icon_from_stock() {
+    print_line("DEBUG: Trying stock icon...");
+    attempt("ERROR: Exception creating tray icon from stock: ", [this] {
+        tray_icon = Gtk::StatusIcon::create(Gtk::StockID(Gtk::Stock::NETWORK));
+        print_line("DEBUG: Tray icon created from stock icon.");
+    });
+}
+
+void Skyfold::check_tray_embedding() {
+    print_line("DEBUG: check_tray_embedding() called");
+    if (!tray_icon) {
+        print_error("ERROR: No tray icon object exists");
+        tray_available = false;
+        return;
+    }
+    print_embedded(*tray_icon.operator->());
+    if (tray_icon->is_embedded()) {
+        print_line("DEBUG: Tray icon embedded successfully!");
+        setup_tray_icon();
+        return;
+    }
+    print_line("DEBUG: Tray icon not embedded yet, retrying in 2 seconds...");
+    Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::check_tray_embedding_again),
+                                        second_check_delay);
+}
+
+void Skyfold::check_tray_embedding_again() {
+    print_line("DEBUG: Second embedding check...");
+    if (tray_icon && tray_icon->is_embedded()) {
+        print_line("DEBUG: Tray icon embedded on second check!");
+        setup_tray_icon();
+        return;
+    }
+    print_error("ERROR: Tray icon failed to embed after retry");
+    if (tray_icon)
+        print_line("DEBUG: Tray icon object exists but is not embedded");
+    tray_icon.reset();
+    tray_available = false;
+}
+
+void Skyfold::setup_tray_icon() {
+    print_line("DEBUG: setup_tray_icon() called");
+    if (!tray_icon) {
+        print_error("ERROR: No tray icon to setup");
+        return;
+    }
+    print_line("DEBUG: Setting up tray icon signals and properties...");
+    tray_icon->set_tooltip_text("Skyfold - Click to show/hide");
+    tray_icon->signal_activate().connect(sigc::mem_fun(*this, &Skyfold::on_tray_activated), true);
+    tray_icon->signal_popup_menu().connect(sigc::mem_fun(*this, &Skyfold::on_tray_right_click), true);
+    tray_icon->set_visible(true);
+    tray_available = true;
+    print_line("DEBUG: Tray icon setup complete! Tray should now be visible.");
+}
+
+void Skyfold::on_tray_activated() {
+    on_show_hide();
+}
+
+void Skyfold::on_tray_right_click(unsigned int button, unsigned int activate_time) {
+    struct Item {
+        const char* label;
+        void (Skyfold::*handler)();
+    };
+    constexpr std::array<Item, 3> items = {
+        {{"About", &Skyfold::on_about}, {"Show/Hide", &Skyfold::on_show_hide}, {"Exit", &Skyfold::on_quit}}};
+    auto* menu = Gtk::make_managed<Gtk::Menu>(); // a new one each time; earlier ones stay
+    for (const auto& item : items) {
+        auto* entry = Gtk::make_managed<Gtk::MenuItem>(item.label);
+        entry->signal_activate().connect(sigc::mem_fun(*this, item.handler), true);
+        menu->append(*entry);
+    }
+    menu->show_all();
+    menu->popup(button, activate_time);
+}

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include "auth/authorise_address.h"
+#include "auth/identity.h"
+#include "auth/pkce.h"
+#include "auth/token_reply.h"
+#include "test_files.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+const std::string origin(identity_origin);
+const std::string address = origin + "/common/oauth2/v2.0/authorize?client_id=a%3Ab&redirect_uri=r%3A";
+
+TEST(Pkce, ChallengeOfRfc7636AppendixB) {
+    EXPECT_EQ(compute_pkce_challenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
+              "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
+    const auto verifier = generate_pkce_verifier();
+    EXPECT_EQ(verifier.size(), 43U);
+    EXPECT_EQ(verifier.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"),
+              std::string::npos);
+    EXPECT_NE(verifier, generate_pkce_verifier());
+}
+
+TEST(UrlParameter, FindsWholeSegmentsUndecoded) {
+    struct Case {
+        const char* url;
+        const char* value;
+    };
+    for (const auto& [url, value] : std::initializer_list<Case>{
+             {"x?code=&code=abc", "abc"},
+             {"x?code=", ""},
+             {"x?code_challenge=1&code=2", "2"},
+             {"x?state=1&code=ab%2Fc#f", "ab%2Fc#f"},
+             {"x?Code=1&&xcode=2", ""},
+             {"code=1", ""},
+             {"x?a=b?code=1&code=2&code=3", "2"},
+         })
+        EXPECT_EQ(extract_url_param(url, "code"), value) << url;
+}
+
+TEST(AuthoriseAddress, EndsAtWhiteSpaceOrTheNextSentence) {
+    struct Case {
+        std::string output;
+        std::optional<std::string> found;
+    };
+    const std::string other = origin + "/common/oauth2/v2.0/logout?x=authorize";
+    for (const auto& [output, found] : std::initializer_list<Case>{
+             {"visit:\n\n" + address + "\n\nEnter", address},
+             {"visit " + address + "After completing the sign-in", address},
+             {"visit " + address + "\tAfter completing", address},
+             {address, address},
+             {other + " then " + address + " end", address},
+             {other + " authorize? " + origin, std::nullopt},
+             {"http://elsewhere/authorize? x", std::nullopt},
+             {"", std::nullopt},
+         }) {
+        std::size_t searched = 0;
+        EXPECT_EQ(find_authorise_address(output, searched), found) << output;
+    }
+    std::size_t searched = 0;
+    const auto real = find_authorise_address(recorded("a-quota-signin.txt"), searched);
+    ASSERT_TRUE(real);
+    EXPECT_EQ(extract_url_param(*real, "client_id"), "d50ca740-c83f-4d1b-b616-12c519384f0c");
+}
+
+// Searching on from where the last search stopped finds what searching from the start would.
+TEST(AuthoriseAddress, IsFoundWhereverTheOutputWasCut) {
+    const auto text = "see " + origin + "/logout now\n" + origin + "\n" + address + "\n";
+    const auto ready = text.size() - address.size() - 1 + address.find("authorize?") + 10;
+    for (std::size_t cut = 0; cut < text.size(); ++cut) {
+        std::size_t searched = 0;
+        const auto first = find_authorise_address(text.substr(0, cut), searched);
+        EXPECT_EQ(first.has_value(), cut >= ready) << cut;
+        if (!first) {
+            EXPECT_EQ(find_authorise_address(text, searched), address) << cut;
+        }
+    }
+}
+
+TEST(AuthoriseAddress, GetsAChallengeUnlessItHasOne) {
+    auto extended = address;
+    const auto sign_in = add_pkce_challenge(extended);
+    ASSERT_TRUE(sign_in);
+    EXPECT_EQ(extended, address + "&code_challenge=" + compute_pkce_challenge(sign_in->verifier) +
+                            "&code_challenge_method=S256");
+    EXPECT_EQ(sign_in->client_id, "a%3Ab");
+    EXPECT_EQ(sign_in->redirect_uri, "r%3A");
+    auto again = extended;
+    EXPECT_FALSE(add_pkce_challenge(again));
+    EXPECT_EQ(again, extended);
+}
+
+TEST(Redirect, MustBeginTheAddress) {
+    const auto redirect = origin + std::string(redirect_path);
+    EXPECT_TRUE(is_sign_in_redirect(redirect + "?code=1"));
+    EXPECT_TRUE(is_sign_in_redirect(redirect + "?error=access_denied#x"));
+    EXPECT_FALSE(is_sign_in_redirect(redirect + "?state=1"));
+    EXPECT_FALSE(is_sign_in_redirect("https://evil.example/?to=" + redirect + "?code=1"));
+    EXPECT_FALSE(is_sign_in_redirect(" " + redirect + "?code=1"));
+}
+
+TEST(TokenRequest, EveryValueIsEscapedOnceMore) {
+    EXPECT_EQ(
+        token_request_body({"a%3Ab", "c/d e\xC3\xBC", "https://x", "A-._~z"}),
+        "client_id=a%253Ab&grant_type=authorization_code&code=c%2Fd%20e%C3%BC&redirect_uri=https%3A%2F%2Fx"
+        "&code_verifier=A-._~z");
+}
+
+TEST(TokenReply, TokenIsCutByPlainSearch) {
+    struct Case {
+        const char* reply;
+        const char* token;
+    };
+    for (const auto& [reply, token] : std::initializer_list<Case>{
+             {R"({"access_token":"a","refresh_token":"M.C1!x","id":"y"})", "M.C1!x"},
+             {R"({"refresh_token" : "a\"b"})", "a\\"},
+             {R"({"refresh_token":null,"scope":"s"})", "scope"},
+             {R"(refresh_token:"a")", ""},
+             {R"({"refresh_token)", ""},
+             {R"({"refresh_token":"cut)", ""},
+             {R"({"refresh_token":"")", ""},
+             {"", ""},
+             {"\xFF\xFE", ""},
+         })
+        EXPECT_EQ(cut_refresh_token(reply), token) << reply;
+}
+} // namespace

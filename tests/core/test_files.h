@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// What the tests need from the file system: a folder of their own and the recorded output of the real client.
+#pragma once
+
+#include "base/files.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+/// One recording from tests/recordings, byte for byte.
+inline std::string recorded(const std::string& name) {
+    const auto text = read_file(std::string(RECORDINGS) + "/" + name);
+    if (!text)
+        ADD_FAILURE() << "no recording " << name;
+    return text.value_or("");
+}
+
+/// An empty home folder with the two configuration folders in it, for as long as the object lives.
+class TestHome {
+  public:
+    TestHome() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "skyfold-test-XXXXXX").string();
+        path = mkdtemp(pattern.data());
+        std::filesystem::create_directories(path / ".config/skyfold");
+        std::filesystem::create_directories(path / ".config/onedrive");
+        setenv("HOME", path.c_str(), 1);
+    }
+    TestHome(const TestHome&) = delete;
+    TestHome& operator=(const TestHome&) = delete;
+    TestHome(TestHome&&) = delete;
+    TestHome& operator=(TestHome&&) = delete;
+    ~TestHome() {
+        setenv("HOME", old_home.c_str(), 1);
+        std::filesystem::remove_all(path);
+    }
+
+    [[nodiscard]] std::string file(const std::string& below) const { return (path / below).string(); }
+    [[nodiscard]] std::string read(const std::string& below) const {
+        return read_file(file(below)).value_or("(no such file)");
+    }
+    void write(const std::string& below, const std::string& text) const {
+        EXPECT_TRUE(write_file(file(below), text)) << below;
+    }
+
+    std::filesystem::path path;
+
+  private:
+    std::string old_home = std::getenv("HOME") != nullptr ? std::getenv("HOME") : "";
+};
