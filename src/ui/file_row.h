@@ -36,6 +36,8 @@ class FileRow : public Gtk::ListBoxRow {
     sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
 
   private:
+    friend struct RowProbe; // the tests' way in
+
     void build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
                       const Glib::ustring& status);
     void build_buttons();

@@ -4,9 +4,11 @@
 #pragma once
 
 #include "app/application.h"
+#include "process/main_loop.h"
 #include "test_files.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
+#include "ui/status_cache.h"
 
 #include <chrono>
 #include <functional>
@@ -80,6 +82,11 @@ struct SkyfoldProbe {
         auto* found = row(window, name);
         return found == nullptr ? "(no row)" : found->get_status_text().raw();
     }
+};
+
+struct RowProbe {
+    static auto& toggle(FileRow& row) { return row.toggle_button; }
+    static auto& icon(FileRow& row) { return row.icon_image; }
 };
 
 /// A home of its own, an application registered under it, and the calls that the client must get, as JSON.

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// The sign-in window with the real web engine. No page of these tests is on a network.
+#include "auth/oauth_window.h"
+
+#include "auth/pkce.h"
+#include "harness.h"
+
+#include <csignal>
+#include <glibmm/uriutils.h>
+
+namespace {
+const std::string redirect = "https://login.microsoftonline.com/common/oauth2/nativeclient";
+const std::string authorise = "https://login.microsoftonline.com/common/oauth2/v2.0/authorize?client_id=i";
+
+std::string page_that_goes_to(const std::string& address) {
+    return "data:text/html," + Glib::uri_escape_string("<script>location.href='" + address + "'</script>");
+}
+
+class WebViewTest : public ShellTest {
+  protected:
+    // Runs the login child on `steps` until its sign-in window is in front.
+    bool sign_in_window_opens(const std::string& steps) {
+        expect_calls(R"({"args": ["--display-quota", "--verbose"], "cut_short": true, "steps": [)" + steps +
+                     "]}");
+        application.start_login_process(false);
+        return turn_until([this] { return front("OneDrive Login"); });
+    }
+
+    bool front(const char* title) {
+        auto* window = ApplicationProbe::login_window(application);
+        return window != nullptr && window->get_title() == title;
+    }
+};
+
+TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
+    std::string error;
+    const auto* engine = load_web_engine(error);
+    ASSERT_NE(engine, nullptr) << error;
+    OAuthWindow window(*engine);
+    EXPECT_TRUE(window.get_visible());
+    std::vector<std::string> captured;
+    std::vector<bool> visible_at_capture;
+    window.signal_url_captured().connect([&](const std::string& address) {
+        captured.push_back(address);
+        visible_at_capture.push_back(window.get_visible());
+    });
+    int failed_loads = 0;
+    const auto count_failure = +[](int* count) -> gboolean { return ++*count > 0; };
+    g_signal_connect_swapped(window.get_child()->gobj(), "load-failed", G_CALLBACK(count_failure),
+                             &failed_loads);
+    // Nobody answers there: the load fails, and by then the decision has been made.
+    for (const auto& address : {"http://127.0.0.1:45678/?to=" + redirect + "?code=1", redirect + "?state=1"}) {
+        failed_loads = 0;
+        window.load_url(page_that_goes_to(address));
+        ASSERT_TRUE(turn_until([&] { return failed_loads > 0; })) << address;
+        EXPECT_TRUE(captured.empty()) << address;
+    }
+    failed_loads = 0;
+    window.load_url(page_that_goes_to(redirect + "?code=M.C1%2Fx#end"));
+    ASSERT_TRUE(turn_until([&] { return !captured.empty(); }));
+    EXPECT_EQ(captured, std::vector<std::string>{redirect + "?code=M.C1%2Fx#end"});
+    EXPECT_EQ(visible_at_capture, std::vector<bool>{true}) << "handlers run before the window hides";
+    EXPECT_FALSE(window.get_visible());
+    turn_for(0.3);
+    EXPECT_EQ(failed_loads, 0) << "the redirect's page was asked for";
+}
+
+TEST_F(WebViewTest, AddressWithAChallengeIsHandedBackToTheClient) {
+    home.write(".config/onedrive/refresh_token", "t");
+    ASSERT_TRUE(sign_in_window_opens(R"({"print": "Visit )" + authorise +
+                                     R"(&code_challenge=c\n\n: ", "cut": [20]},
+        {"stdin": ")" + redirect + R"(?code=x\n"}, {"exit": 0})"));
+    EXPECT_EQ(ApplicationProbe::verifier(application), "");
+    application.on_auth_response_url_captured(" " + redirect + "?code=x\r\n");
+    application.on_auth_response_url_captured(redirect + "?code=second"); // only the first counts
+    ASSERT_TRUE(turn_until([this] { return front("Configure Sync Directory"); }));
+}
+
+TEST_F(WebViewTest, ClosingTheWindowEndsTheClient) {
+    ASSERT_TRUE(sign_in_window_opens(R"({"print": "Visit )" + authorise + R"( "}, {"hang": true})"));
+    EXPECT_EQ(ApplicationProbe::verifier(application).size(), 43U);
+    EXPECT_EQ(ApplicationProbe::client_id(application), "i");
+    const int client = ApplicationProbe::login_pid(application);
+    ASSERT_GT(client, 0);
+    ApplicationProbe::login_window(application)->hide();
+    EXPECT_EQ(ApplicationProbe::login_instance(application), -1);
+    EXPECT_EQ(ApplicationProbe::login_pid(application), 0);
+    EXPECT_TRUE(turn_until([client] { return kill(client, 0) != 0; })) << "the client lives on";
+    EXPECT_EQ(dialog(), nullptr);
+}
+
+TEST_F(WebViewTest, ClientThatPrintsAnAddressAndDiesIsReported) {
+    bool reported = false;
+    const auto answers = Glib::signal_timeout().connect(
+        [&reported] {
+            if (auto* shown = dialog()) {
+                reported = secondary_text(*shown).starts_with("Login failed.\n\nExit Code: 7\n");
+                shown->response(Gtk::RESPONSE_OK);
+            }
+            return !reported;
+        },
+        10);
+    ASSERT_TRUE(sign_in_window_opens(R"({"print": ")" + authorise + R"(\n"}, {"sleep": 0.5}, {"exit": 7})"));
+    EXPECT_TRUE(turn_until([&reported] { return reported; }));
+}
+} // namespace
