@@ -5,6 +5,7 @@
 #include "base/print.h"
 #include "process/client_locator.h"
 #include "process/main_loop.h"
+#include "process/process_setup.h"
 #include "ui/settings_window.h"
 #include "ui/skyfold.h"
 
@@ -39,6 +40,7 @@ bool Application::local_command_line_vfunc(char**& /*arguments*/, int& exit_stat
 void Application::on_startup() {
     print_line("DEBUG: Application::on_startup() - BEGIN");
     Gtk::Application::on_startup();
+    survive_closed_pipes();
     hold(); // never released: hidden or in the tray there is no window to keep the program alive
     print_line("DEBUG: Application::on_startup() - END (app is held)");
 }

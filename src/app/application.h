@@ -28,6 +28,8 @@ class Application : public Gtk::Application {
     Application& operator=(Application&&) = delete;
     ~Application() override = default; // deletes no window: they live until the process ends
     void set_daemon_mode(bool daemon);
+    /// The command for the long-lived children.
+    [[nodiscard]] std::string get_onedrive_cli_path() const;
 
     // app/preferences.cpp
     /// True unless "notifications_enabled" is exactly "false".
@@ -67,9 +69,6 @@ class Application : public Gtk::Application {
     /// Signs out and quits; deletes the sync folder too when asked.
     void remove_account(bool delete_local_files);
 
-    // process/client_locator.h holds the search itself
-    [[nodiscard]] std::string get_onedrive_cli_path() const;
-
   protected:
     Application();
     void on_startup() override;
@@ -90,7 +89,7 @@ class Application : public Gtk::Application {
     // auth/login_flow.cpp
     void on_login_output(LoginAttempt& attempt, const std::string& chunk);
     void show_sign_in_window(const std::string& address, std::int32_t instance);
-    void on_sign_in_window_hidden(std::int32_t instance);
+    void on_login_window_hidden(std::int32_t instance);
     void set_startup_text(const std::string& text);
     void hand_back_redirect(const std::string& redirect);
     void on_login_exit(const LoginAttempt& attempt, int exit_code);
@@ -104,15 +103,18 @@ class Application : public Gtk::Application {
     // sync/sync_supervisor.cpp
     void on_sync_output(SyncLaunch& launch, const std::string& chunk);
     void on_sync_exit(const SyncLaunch& launch, int exit_code);
-    void end_newest_sync(const SyncLaunch& launch, SyncEnd end);
-    void report_sync_failure(int exit_code, const std::string& output);
+    void continue_after_sync(const SyncLaunch& launch, SyncEnd end);
+    void report_sync_end(SyncEnd end, int exit_code, const std::string& output);
     void show_sync_error(int exit_code, const std::string& output);
     void show_sync_running(const std::string& sync_dir);
+    void report_failed_launch();
 
     bool daemon_mode = false;
     ConfigManager config;
-    Gtk::Window* login_window = nullptr; // first run, sign-in or error dialog; the toolkit's
-    Skyfold* main_window = nullptr;      // the toolkit's
+    // Windows live until the process ends. In front: a first-run window, the sync error dialog or the main
+    // window.
+    Gtk::Window* login_window = nullptr;
+    Skyfold* main_window = nullptr;
     [[maybe_unused]] bool spare_flag = false;
     std::int32_t login_instance = 0;
     bool redirect_captured = false;

@@ -29,7 +29,7 @@ class ConfigManager {
     /// on stderr.
     void load();
 
-    /// Rewrites the whole file. A file that cannot be written prints a line on stderr and is left as it is.
+    /// Rewrites the whole file. A file that cannot be written prints a line on stderr.
     void save() const;
 
     /// The value, or the empty string for an absent key.

@@ -2,15 +2,21 @@
 #include "app/application.h"
 #include "app/toolkit.h"
 #include "base/print.h"
+#include "process/main_loop.h"
 #include "process/process_setup.h"
 
 #include <algorithm>
 #include <cstdlib>
+#include <glibmm/exceptionhandler.h>
 #include <span>
 #include <string_view>
 
 namespace {
 bool is_daemon = false;
+
+void report_exception() {
+    run_guarded([] { throw; });
+}
 
 bool asks_for_daemon(std::string_view argument) {
     return argument == "--daemon" || argument == "-d";
@@ -25,6 +31,7 @@ int main(int argc, char** argv) {
         print_error("ERROR: Skyfold needs a display: none can be opened. Is DISPLAY set?");
         return EXIT_FAILURE;
     }
+    Glib::add_exception_handler(sigc::ptr_fun(report_exception)); // no handler may end the program
     const auto application = Application::create();
     application->set_daemon_mode(is_daemon);
     install_style();

@@ -20,7 +20,8 @@ static constexpr const char* style_sheet = //
 
 bool open_display() {
     // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
-    // draws with. The variable is for this one call: children must not inherit it.
+    // draws with. The variable is for this one call, as early as it can be taken back: children must not
+    // inherit it.
     const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
     if (!chosen_by_user)
         setenv("GDK_GL", "disable", 1);
@@ -45,7 +46,7 @@ void apply_toolkit_settings() {
         const auto settings = Gtk::Settings::get_default();
         settings->property_gtk_icon_theme_name() = "oxygen";
         settings->property_gtk_enable_mnemonics() = true;
-    } catch (const Glib::Error& error) {
+    } catch (const Glib::Exception& error) {
         print_error("Failed to set GTK settings: " + error.what().raw());
     }
 }

@@ -9,6 +9,7 @@
 
 // The end marker is needed because chunks are joined as they come: the client's next sentence can follow at
 // once.
+// An address that stands at the very end of the output so far is taken as it is.
 static std::string_view cut_at_end(std::string_view address) {
     const auto end = std::min(address.find_first_of(white_space), address.find("After completing"));
     return address.substr(0, end);

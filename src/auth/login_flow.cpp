@@ -36,9 +36,12 @@ void Application::start_login_process(bool reauth) {
     pkce_client_id.clear();
     pkce_redirect_uri.clear();
     login_pid = 0;
+    login_stdin.reset();
 
     auto* window = new StartupWindow(); // owned by the process
     window->set_loading_text("Processing login...");
+    // Closing it gives up as well: a program without any window would wait for ever.
+    window->signal_hide().connect([this, instance = login_instance] { on_login_window_hidden(instance); });
     add_window(*window);
     window->show_all();
     login_window = window;
@@ -58,6 +61,8 @@ void Application::start_login_process(bool reauth) {
             post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
         },
         &login_stdin, &login_pid, nullptr);
+    if (login_pid == 0)
+        post_when_idle([this] { show_login_error("The OneDrive client could not be started."); });
 }
 
 void Application::on_login_output(LoginAttempt& attempt, const std::string& chunk) {
@@ -85,19 +90,21 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
 void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
     if (login_instance != instance)
         return;
-    if (login_window != nullptr)
-        login_window->hide();
+    if (auto* front = std::exchange(login_window, nullptr))
+        front->hide();
     std::string error;
     const auto* engine = load_web_engine(error);
     if (engine == nullptr) {
-        login_instance = -1;
         stop_login_process();
         show_login_error(error);
         return;
     }
     auto* window = new OAuthWindow(*engine); // owned by the process
-    window->signal_url_captured().connect(sigc::mem_fun(*this, &Application::on_auth_response_url_captured));
-    window->signal_hide().connect([this, instance] { on_sign_in_window_hidden(instance); });
+    window->signal_url_captured().connect([this, instance](const std::string& url) {
+        if (login_instance == instance) // an older attempt's window may still move on
+            on_auth_response_url_captured(url);
+    });
+    window->signal_hide().connect([this, instance] { on_login_window_hidden(instance); });
     add_window(*window);
     window->load_url(address);
     window->show_all();
@@ -107,7 +114,7 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
 
 // A hide by the program itself clears `login_window` first, so that only a person's closing counts as giving
 // up.
-void Application::on_sign_in_window_hidden(std::int32_t instance) {
+void Application::on_login_window_hidden(std::int32_t instance) {
     if (login_instance != instance || redirect_captured || login_window == nullptr)
         return;
     login_instance = -1;
@@ -181,7 +188,9 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
     }
 }
 
+// Whatever of the attempt is still under way comes too late from here on.
 void Application::show_login_error(const std::string& details) {
+    login_instance = -1;
     const auto dialog = make_error_dialog(nullptr, "Login Error", details);
     dialog->run();
     quit();

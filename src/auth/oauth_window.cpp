@@ -4,6 +4,7 @@
 #include "auth/authorise_address.h"
 #include "base/print.h"
 #include "base/text.h"
+#include "process/main_loop.h"
 
 #include <memory>
 
@@ -50,11 +51,13 @@ sigc::signal<void, const std::string&>& OAuthWindow::signal_url_captured() {
 gboolean OAuthWindow::on_decide_policy(WebKitWebView* /*view*/, WebKitPolicyDecision* decision,
                                        WebKitPolicyDecisionType type, void* user_data) {
     auto* window = static_cast<OAuthWindow*>(user_data);
-    if (type != WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION) {
-        window->web_engine.policy_decision_use(decision);
-        return TRUE;
-    }
-    return window->handle_decide_policy(decision);
+    run_guarded([=] { // nothing may be thrown through the engine's frames
+        if (type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION)
+            window->handle_decide_policy(decision);
+        else
+            window->web_engine.policy_decision_use(decision);
+    });
+    return TRUE;
 }
 
 std::string OAuthWindow::navigation_address(WebKitPolicyDecision* decision) const {
@@ -69,17 +72,10 @@ bool OAuthWindow::handle_decide_policy(WebKitPolicyDecision* decision) {
         web_engine.policy_decision_use(decision);
         return true;
     }
-    capture(std::string(trimmed(address, white_space)));
+    const std::string redirect(trimmed(address, white_space));
+    print_line("DEBUG: Captured valid Redirect URI: " + redirect);
+    url_captured.emit(redirect);
     hide();
     web_engine.policy_decision_ignore(decision); // the redirect's page is never loaded
     return true;
-}
-
-void OAuthWindow::capture(const std::string& address) {
-    print_line("DEBUG: Captured valid Redirect URI: " + address);
-    try {
-        url_captured.emit(address);
-    } catch (const std::exception& error) { // must not pass through the engine's C frames
-        print_error(std::string("ERROR: ") + error.what());
-    }
 }

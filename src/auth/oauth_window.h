@@ -28,7 +28,6 @@ class OAuthWindow : public Gtk::Window {
 
   private:
     [[nodiscard]] std::string navigation_address(WebKitPolicyDecision* decision) const;
-    void capture(const std::string& address);
 
     const WebEngine& web_engine;
     sigc::signal<void, const std::string&> url_captured;

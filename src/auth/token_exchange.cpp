@@ -13,6 +13,7 @@
 #include <glibmm/refptr.h>
 #include <libsoup/soup.h>
 #include <memory>
+#include <utility>
 
 namespace {
 struct Release {
@@ -59,7 +60,7 @@ void Application::do_token_exchange(const std::string& redirect_url, std::int32_
     }
     const TokenRequest request{pkce_client_id, code, pkce_redirect_uri, pkce_verifier};
     // The worker only carries `this` back; it owns copies of everything that it uses.
-    start_worker([this, request, instance] {
+    const bool underway = start_worker([this, request, instance] {
         auto reply = post_token_request(std::string(identity_origin), token_request_body(request));
         // Whatever the status says, a token in the reply is what counts.
         print_line("DEBUG: Token exchange HTTP status: " + std::to_string(reply.status));
@@ -72,6 +73,8 @@ void Application::do_token_exchange(const std::string& redirect_url, std::int32_
         post_when_idle(
             [this, reply = std::move(reply)] { on_token_exchange_failed(reply.status, reply.text); });
     });
+    if (!underway)
+        post_when_idle([this] { on_token_exchange_failed(0, ""); });
 }
 
 void Application::on_token_saved(std::int32_t instance) {
@@ -82,9 +85,10 @@ void Application::on_token_saved(std::int32_t instance) {
     on_login_successful();
 }
 
+// Whichever attempt it was, and without ending the client, on purpose: the program ends here.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
-    if (login_window != nullptr)
-        login_window->hide();
+    if (auto* window = std::exchange(login_window, nullptr))
+        window->hide();
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);
 }

@@ -19,5 +19,5 @@ struct TokenRequest {
 std::string token_request_body(const TokenRequest& request);
 
 /// The text between the quotes after the key "refresh_token", or the empty string. Found by plain search, not
-/// by parsing: a backslash-escaped quote ends it.
+/// by parsing, on purpose: whatever shape the reply has, a backslash-escaped quote ends the token.
 std::string_view cut_refresh_token(std::string_view reply);

@@ -48,12 +48,12 @@ const WebEngine* load_web_engine(std::string& error) {
     Glib::Module module(library, Glib::MODULE_BIND_LAZY);
     if (!module) {
         error = Glib::Module::get_last_error();
-    } else if (!resolve_all(module, engine)) {
-        error = "it lacks a function that is needed";
     } else {
-        module.make_resident();
-        loaded = true;
-        return &engine;
+        module.make_resident(); // it cannot be unloaded once it has run
+        loaded = resolve_all(module, engine);
+        if (loaded)
+            return &engine;
+        error = "it lacks a function that is needed";
     }
     error =
         std::string("The web engine ") + library + " could not be loaded: " + error +

@@ -30,11 +30,11 @@ std::optional<std::string> read_file(const std::string& path) {
 }
 
 bool write_file(const std::string& path, std::string_view content) {
-    const File file(std::fopen(path.c_str(), "we"));
+    File file(std::fopen(path.c_str(), "we"));
     if (!file)
         return false;
-    std::fwrite(content.data(), 1, content.size(), file.get());
-    return true;
+    const bool written = std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
+    return std::fclose(file.release()) == 0 && written;
 }
 
 std::optional<std::string> expand_path(const char* path) {

@@ -11,7 +11,7 @@
 std::optional<std::string> read_file(const std::string& path);
 
 /// Replaces the content of `path` (truncating it, mode as the process default). False when it cannot be
-/// opened for writing; errors after that are not reported.
+/// opened for writing or not be written whole.
 bool write_file(const std::string& path, std::string_view content);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.
@@ -28,5 +28,5 @@ void remove_client_file(std::string_view name);
 
 /// Writes the client's token file: the token alone, without a line end. Makes the client's configuration
 /// folder (last level only, mode 0700) when it is missing. False when `HOME` is unset or the file cannot be
-/// opened.
+/// written.
 bool save_client_token(std::string_view token);

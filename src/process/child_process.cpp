@@ -49,8 +49,8 @@ struct Pipe {
 
 Glib::RefPtr<Glib::IOChannel> raw_channel(int descriptor) {
     auto channel = Glib::IOChannel::create_from_fd(descriptor);
-    channel->set_encoding(""); // bytes, no conversion
-    channel->set_buffered(false);
+    channel->set_encoding("");    // bytes, no conversion
+    channel->set_buffered(false); // a line written arrives at once; a chunk is one read
     return channel;
 }
 
@@ -85,11 +85,15 @@ sigc::connection watch_output(int descriptor, std::function<void(const std::stri
         channel, Glib::IO_IN | Glib::IO_PRI | Glib::IO_HUP);
 }
 
+int exit_code(int wait_status) {
+    return WIFEXITED(wait_status) ? WEXITSTATUS(wait_status) : -1;
+}
+
 void wait_for_child(int pid, const std::function<void(int)>& on_exit) {
     int status = 0;
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    on_exit(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
+    on_exit(exit_code(status));
 }
 } // namespace
 
@@ -119,5 +123,7 @@ void launch_process(const std::string& command, std::function<void(const std::st
     const auto connection = watch_output(output.read_end, std::move(on_output));
     if (watch != nullptr)
         *watch = connection;
-    start_worker([child, on_exit = std::move(on_exit)] { wait_for_child(child, on_exit); });
+    if (!start_worker([child, on_exit] { wait_for_child(child, on_exit); }))
+        Glib::signal_child_watch().connect([on_exit](GPid, int status) { on_exit(exit_code(status)); },
+                                           child);
 }

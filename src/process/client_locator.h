@@ -7,6 +7,12 @@
 #include <optional>
 #include <string>
 
+/// A placeholder type for the outside client. Nothing constructs it; it is kept for what may move here.
+class OneDriveClient {
+  public:
+    OneDriveClient() {} // NOLINT(modernize-use-equals-default): an empty constructor is all there is to it
+};
+
 /// What the candidate walk asks of the system.
 struct ClientSearch {
     /// True when the file may be executed.

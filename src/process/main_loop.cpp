@@ -13,23 +13,10 @@
 namespace {
 struct PostedTask {
     std::function<void()> run;
-    // The main loop's own lock orders the hand-over already; this one is visible to ThreadSanitizer too,
-    // which does not see into GLib.
+    // // Always true when the task runs. The main loop's own lock orders the hand-over already; this one is
+    // visible to ThreadSanitizer too, which does not see into GLib.
     std::atomic<bool> handed_over{false};
 };
-
-// Nothing that is thrown may reach the main loop or end a thread.
-void run_guarded(const std::function<void()>& task) {
-    try {
-        task();
-    } catch (const std::exception& error) {
-        print_error(std::string("ERROR: ") + error.what());
-    } catch (const Glib::Exception& error) {
-        print_error("ERROR: " + error.what().raw());
-    } catch (...) {
-        print_error("ERROR: Unknown exception");
-    }
-}
 
 gboolean run_posted(gpointer data) {
     auto* task = static_cast<PostedTask*>(data);
@@ -52,6 +39,19 @@ void post(std::function<void()> run, int priority) {
 }
 } // namespace
 
+// Nothing that is thrown may reach the main loop or end a thread.
+void run_guarded(const std::function<void()>& task) {
+    try {
+        task();
+    } catch (const std::exception& error) {
+        print_error(std::string("ERROR: ") + error.what());
+    } catch (const Glib::Exception& error) {
+        print_error("ERROR: " + error.what().raw());
+    } catch (...) {
+        print_error("ERROR: Unknown exception");
+    }
+}
+
 void post_to_main_loop(std::function<void()> task) {
     post(std::move(task), G_PRIORITY_DEFAULT);
 }
@@ -60,10 +60,12 @@ void post_when_idle(std::function<void()> task) {
     post(std::move(task), G_PRIORITY_DEFAULT_IDLE);
 }
 
-void start_worker(std::function<void()> body) {
+bool start_worker(std::function<void()> body) {
     try {
         std::thread([body = std::move(body)] { run_guarded(body); }).detach();
+        return true;
     } catch (const std::system_error& error) {
         print_error(std::string("ERROR: Failed to start a thread: ") + error.what());
+        return false;
     }
 }

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "process/process_setup.h"
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
+constexpr rlim_t enough_descriptors =
+    8192; // 4,000 children and more; modest, since one-shot commands inherit it
+
 rlimit limit_at_start{};
 bool limit_is_raised = false;
 } // namespace
@@ -19,13 +23,22 @@ static void open_standard_descriptors() {
         close(opened);
 }
 
+static void raise_descriptor_limit() {
+    if (getrlimit(RLIMIT_NOFILE, &limit_at_start) != 0 || limit_at_start.rlim_cur >= enough_descriptors)
+        return;
+    const rlimit raised{std::min(enough_descriptors, limit_at_start.rlim_max), limit_at_start.rlim_max};
+    limit_is_raised = setrlimit(RLIMIT_NOFILE, &raised) == 0;
+}
+
 void prepare_process() {
     open_standard_descriptors();
-    std::signal(SIGPIPE, SIG_IGN);
-    if (getrlimit(RLIMIT_NOFILE, &limit_at_start) != 0)
-        return;
-    const rlimit raised{limit_at_start.rlim_max, limit_at_start.rlim_max};
-    limit_is_raised = setrlimit(RLIMIT_NOFILE, &raised) == 0;
+    survive_closed_pipes();
+    std::signal(SIGCHLD, SIG_DFL); // ignored, it would hide how a child ended
+    raise_descriptor_limit();
+}
+
+void survive_closed_pipes() {
+    std::signal(SIGPIPE, [](int /*signal*/) {});
 }
 
 void restore_for_child() {

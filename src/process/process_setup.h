@@ -1,10 +1,18 @@
 // SPDX-License-Identifier: MIT
-// What this process is set up with once at start, and what a forked child takes back before it executes.
+// What this process is set up with once at start, and what the runner's children take back before they
+// execute.
 #pragma once
 
-/// Call first in `main`. Opens missing standard descriptors on /dev/null, makes writing to a closed pipe an
-/// error instead of a death, and raises the limit of open descriptors: each child keeps two of them for good.
+/// Call first in `main`. Opens missing standard descriptors on /dev/null, takes inherited signal dispositions
+/// back that the program cannot work with, and raises the limit of open descriptors: each child keeps two for
+/// good.
 void prepare_process();
 
-/// In a forked child, before it executes: takes the signal disposition and the limit back. Async-signal-safe.
+/// Makes writing to a closed pipe an error instead of a death, by a handler that does nothing: unlike an
+/// ignored signal it does not cross into the programs that are started. GLib ignores the signal when it makes
+/// its first socket, so this is called again once the bus is connected.
+void survive_closed_pipes();
+
+/// In a child forked by `launch_process`, before it executes. System calls only, for the place between fork
+/// and exec.
 void restore_for_child();

@@ -21,7 +21,7 @@ class Skyfold::ActivityOnWindow : public ActivityView {
 
     void set_all_synced() override {
         for (const auto& [name, row] : window.rows_by_name) {
-            if (row->get_status_text() != std::string(status_word::skipped))
+            if (row->get_status_text().raw() != status_word::skipped)
                 row->set_status(std::string(status_word::synced));
         }
     }

@@ -51,10 +51,12 @@ void Application::on_sync_started(const std::string& sync_dir) {
     config.set("sync_dir", sync_dir);
     if (!daemon_mode && login_window != nullptr && login_window != main_window)
         std::exchange(login_window, nullptr)->hide();
-    start_worker([this, sync_dir] {
+    const bool underway = start_worker([this, sync_dir] {
         kill_clients_around_loads(kill_existing_onedrive_processes);
         post_to_main_loop([this, sync_dir] { launch_sync_process(sync_dir, false); });
     });
+    if (!underway)
+        report_failed_launch();
 }
 
 void Application::kill_existing_onedrive_processes() {
@@ -79,13 +81,15 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
             post_when_idle([this, launch, exit_code] { on_sync_exit(*launch, exit_code); });
         },
         nullptr, &m_sync_process_pid, &sync_watch_connection);
-    if (m_sync_process_pid == starting) {
-        print_error("ERROR: Failed to launch sync process.");
-        m_sync_process_pid = none;
-        return;
-    }
-    if (!daemon_mode)
+    if (m_sync_process_pid == starting)
+        report_failed_launch();
+    else if (!daemon_mode)
         show_sync_running(sync_dir);
+}
+
+void Application::report_failed_launch() {
+    print_error("ERROR: Failed to launch sync process.");
+    m_sync_process_pid = none;
 }
 
 void Application::show_sync_running(const std::string& sync_dir) {
@@ -105,54 +109,65 @@ void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
 }
 
 void Application::on_sync_exit(const SyncLaunch& launch, int exit_code) {
+    // Of a child that was stopped to be started anew, the watch, the state and the switch are its successor's
+    // by now.
+    const bool newest = launch.start == sync_starts;
+    if (newest) {
+        sync_watch_connection.disconnect();
+        m_sync_process_pid = none;
+    }
     const auto end = judge_sync_end({sync_quit_requested, launch.resync, exit_code, launch.output});
-    if (launch.start == sync_starts)
-        end_newest_sync(launch, end);
-    if (end == SyncEnd::stopped)
-        print_line("OneDrive sync process stopped.");
-    if (end == SyncEnd::clean)
-        print_line("OneDrive sync process exited cleanly.");
-    if (end == SyncEnd::failed)
-        report_sync_failure(exit_code, launch.output);
+    if (end == SyncEnd::resync || end == SyncEnd::reauth) {
+        if (newest)
+            continue_after_sync(launch, end);
+        else
+            print_line("DEBUG: A newer sync process runs, ignoring what the older one asked for");
+        return;
+    }
+    report_sync_end(end, exit_code, launch.output);
+    if (newest && main_window != nullptr)
+        main_window->set_sync_status(false);
 }
 
-// Not for a child that was stopped to be started anew: the watch, the state and the switch are its
-// successor's by now.
-void Application::end_newest_sync(const SyncLaunch& launch, SyncEnd end) {
-    sync_watch_connection.disconnect();
-    m_sync_process_pid = none;
+void Application::continue_after_sync(const SyncLaunch& launch, SyncEnd end) {
     if (end == SyncEnd::resync) {
         print_line("DEBUG: Resync required, retrying automatically.");
         m_sync_process_pid = starting;
         launch_sync_process(launch.sync_dir, true); // the switch stays as it is
         return;
     }
-    if (end == SyncEnd::reauth)
-        print_line("DEBUG: Reauth required, starting login process.");
+    print_line("DEBUG: Reauth required, starting login process.");
     if (main_window != nullptr)
         main_window->set_sync_status(false);
-    if (end == SyncEnd::reauth)
-        start_login_process(true);
+    start_login_process(true);
 }
 
-void Application::report_sync_failure(int exit_code, const std::string& output) {
-    print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
-    if (dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
-        show_sync_error(exit_code, output);
+void Application::report_sync_end(SyncEnd end, int exit_code, const std::string& output) {
+    if (end == SyncEnd::stopped) {
+        print_line("OneDrive sync process stopped.");
+    } else if (end == SyncEnd::clean) {
+        print_line("OneDrive sync process exited cleanly.");
+    } else {
+        print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
+        if (dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
+            show_sync_error(exit_code, output);
+    }
 }
 
+// In daemon mode, too: a sync that has ended must not go unseen.
 void Application::show_sync_error(int exit_code, const std::string& output) {
     // The tags show as they are written: the text is set without markup, on purpose.
     auto dialog =
         make_error_dialog(main_window, "Sync Process Error",
                           "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> " +
                               std::to_string(exit_code) + "\n<b>Output:</b>\n" + output);
-    auto* shown = dialog.release(); // its answer deletes it
+    auto* shown = dialog.release(); // deletes itself when it is hidden
     shown->signal_response().connect([this, shown](int /*response*/) {
         login_window = main_window;
         shown->hide();
-        post_when_idle([shown] { delete shown; }); // not inside its own signal
     });
+    shown->signal_hide().connect(
+        [shown] { post_when_idle([shown] { delete shown; }); }); // not in its own signal
     login_window = shown;
     shown->show();
 }

@@ -46,8 +46,9 @@ class ListIcons {
             const auto wanted = Glib::RefPtr<const Gio::Icon>(entry->get_icon());
             if (!wanted)
                 return {};
-            auto& known = by_description[wanted->to_string()];
-            if (!known) {
+            const std::string description = wanted->to_string();
+            auto& known = by_description[description];
+            if (!known || description.empty()) { // not every icon has a description
                 const auto found = theme->lookup_icon(Glib::RefPtr<Gio::Icon>::cast_const(wanted), icon_size,
                                                       Gtk::ICON_LOOKUP_USE_BUILTIN);
                 if (found)
@@ -87,6 +88,17 @@ struct Skyfold::Listing {
     }
 };
 
+// The keyboard's menu key or Shift+F10. The toolkit's C++ face has no such signal.
+void Skyfold::connect_row_menus() {
+    const auto show = +[](GtkWidget* /*list*/, Gtk::ListBox* list) -> gboolean {
+        auto* row = dynamic_cast<FileRow*>(list->get_focus_child());
+        if (row != nullptr)
+            row->show_menu();
+        return row != nullptr;
+    };
+    g_signal_connect(file_list_box.gobj(), "popup-menu", G_CALLBACK(show), &file_list_box);
+}
+
 void Skyfold::populate_file_list(const std::string& path) {
     try {
         Listing listing(path);
@@ -114,17 +126,20 @@ void Skyfold::append_row(const Glib::RefPtr<Gio::FileInfo>& info, const std::str
 }
 
 void Skyfold::update_file_statuses_async() {
-    start_worker([window = std::weak_ptr<Skyfold*>(alive)] {
-        load_sync_status_cache();
-        post_when_idle([window] {
-            if (const auto living = window.lock())
-                (*living)->show_refreshed_statuses();
-        });
+    const auto show = [window = std::weak_ptr<Skyfold*>(alive)] {
+        if (const auto living = window.lock())
+            (*living)->show_refreshed_statuses();
+    };
+    const bool underway = start_worker([show, refresh = times_forgotten()] {
+        load_status_cache(refresh);
+        post_when_idle(show);
     });
+    if (!underway)
+        print_error("ERROR: The statuses cannot be refreshed now.");
 }
 
 void Skyfold::show_refreshed_statuses() {
-    // Not loaded: a newer refresh is under way and will show what is true.
+    // Not loaded: a newer refresh was asked for meanwhile, and this one's content is old.
     if (is_status_cache_loaded()) {
         for (auto* child : file_list_box.get_children()) {
             if (auto* row = dynamic_cast<FileRow*>(child)) {

@@ -11,6 +11,8 @@
 #include <atkmm/object.h>
 #include <glibmm/main.h>
 #include <gtkmm/icontheme.h>
+#include <gtkmm/menu.h>
+#include <gtkmm/menuitem.h>
 
 namespace {
 constexpr int icon_size = 22;           // px
@@ -71,12 +73,16 @@ void FileRow::build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::us
     name_label.set_text(display_text(name.raw()));
     name_label.set_halign(Gtk::ALIGN_START);
     name_label.set_ellipsize(Pango::ELLIPSIZE_END);
+    name_label.set_single_line_mode(true); // a name may hold a line end
     content_box.pack_start(name_label, Gtk::PACK_EXPAND_WIDGET);
     status_label.set_text(display_text(status.raw()));
     status_label.get_style_context()->add_class("dim-label");
     status_label.set_halign(Gtk::ALIGN_END);
     status_label.set_hexpand(false);
     status_label.set_width_chars(status_width);
+    status_label.set_xalign(1);
+    get_accessible()->set_name(name_label.get_text());
+    get_accessible()->set_description(status_label.get_text());
 }
 
 void FileRow::build_buttons() {
@@ -111,6 +117,7 @@ void FileRow::show_toggle(bool skipped) {
 void FileRow::set_status(const Glib::ustring& status) {
     const auto text = display_text(status.raw());
     status_label.set_text(text);
+    get_accessible()->set_description(text);
     show_toggle(is_skipped(text));
     if (is_on_its_way(text))
         show_activity_icon();
@@ -120,11 +127,31 @@ void FileRow::set_status(const Glib::ustring& status) {
 
 void FileRow::show_activity_icon() {
     try {
-        icon_image.set(
-            Gtk::IconTheme::get_default()->load_icon(activity_icon, icon_size, Gtk::ICON_LOOKUP_USE_BUILTIN));
-    } catch (const Glib::Error&) {
-        icon_image.set_from_icon_name(activity_icon, Gtk::ICON_SIZE_BUTTON);
+        auto found = Gtk::IconTheme::get_default()->lookup_icon(activity_icon, icon_size,
+                                                                      Gtk::ICON_LOOKUP_USE_BUILTIN);
+        bool was_symbolic = false;
+        if (found) {
+            icon_image.set(
+                found.load_symbolic(get_style_context(), was_symbolic)); // in the colour of the text
+            return;
+        }
+    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): the name is shown instead
     }
+    icon_image.set_from_icon_name(activity_icon, Gtk::ICON_SIZE_BUTTON);
+}
+
+void FileRow::show_menu() {
+    auto* menu = Gtk::make_managed<Gtk::Menu>();
+    menu->attach_to_widget(*this);
+    for (auto* button : {&open_button, &sync_button, &toggle_button}) {
+        auto* item = Gtk::make_managed<Gtk::MenuItem>(button->get_tooltip_text());
+        item->signal_activate().connect([button] { button->clicked(); });
+        menu->append(*item);
+    }
+    menu->signal_selection_done().connect(
+        [menu] { Glib::signal_idle().connect_once([menu] { delete menu; }); });
+    menu->show_all();
+    menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);
 }
 
 const std::string& FileRow::get_full_path() const {

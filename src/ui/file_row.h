@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One row of the file list: icon, name and status, which gives way to three buttons while the pointer rests
-// on it. A row does no work itself; its signals carry the full path to the window.
+// // One row of the file list: icon, name and status, which gives way to three buttons while the pointer
+// rests on it; the keyboard has a menu of the same (Shift+F10). A row does no work itself; its signals carry
+// the full path to the window.
 #pragma once
 
 #include <gdkmm/pixbuf.h>
@@ -25,8 +26,11 @@ class FileRow : public Gtk::ListBoxRow {
     ~FileRow() override;
 
     /// Shows any text. One that contains "Skipped" turns the toggle to "Enable Sync"; the four words of an
-    /// entry on its way, exactly, change the row's icon. Main thread only.
+    /// entry on /// its way, exactly, change the row's icon. Main thread only.
     void set_status(const Glib::ustring& status);
+
+    /// Shows the three actions as a menu: the buttons are out of reach without a pointer.
+    void show_menu();
 
     [[nodiscard]] const std::string& get_full_path() const;
     [[nodiscard]] Glib::ustring get_status_text() const;

@@ -1,23 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
+#include "ui/display_text.h"
 #include "ui/skyfold.h"
 #include "version.h"
 
 #include <atkmm/object.h>
-#include <atkmm/relation.h>
 #include <gtkmm/aboutdialog.h>
 #include <gtkmm/image.h>
+#include <gtkmm/menuitem.h>
 
 namespace {
-const char* on_or_off(bool state) {
-    return state ? "ON" : "OFF";
-}
 
 void show_state(Gtk::Switch* shown, Gtk::Label* label, bool state) {
     if (shown != nullptr)
         shown->set_active(state);
     if (label != nullptr)
         label->set_text(on_or_off(state));
+}
+// A press anywhere on the row flips its switch once; so do the keyboard and a screen reader, by activating
+// the row. The release is swallowed: it would activate the row once more and close the menu before the flip
+// is seen. Not by the switch's own activation, which waits for an animation and so for the menu to stay open.
+void make_row_flip(Gtk::MenuItem& row, Gtk::Switch& row_switch) {
+    const auto flip = [&row_switch] { row_switch.set_active(!row_switch.get_active()); };
+    row.signal_button_press_event().connect(
+        [flip](GdkEventButton* event) {
+            if (event->type == GDK_BUTTON_PRESS) // a double click reports two of these, and itself
+                flip();
+            return true;
+        },
+        true);
+    row.signal_button_release_event().connect([](GdkEventButton* /*event*/) { return true; }, false);
+    row.signal_activate().connect(flip);
 }
 } // namespace
 
@@ -29,6 +42,7 @@ void Skyfold::create_menu_bar() {
     image->set_from_icon_name("applications-system", Gtk::ICON_SIZE_MENU);
     settings_menu_item->add(*image);
     settings_menu_item->set_submenu(*settings_menu);
+    settings_menu_item->set_tooltip_text("Settings");
     settings_menu_item->get_accessible()->set_name("Settings");
 
     sync_switch = add_settings_row("Enable Sync", sync_state_label);
@@ -63,6 +77,8 @@ void Skyfold::add_file_menu() {
         auto* entry = Gtk::make_managed<Gtk::MenuItem>(item.label, true);
         entry->signal_activate().connect(sigc::mem_fun(*this, item.handler));
         entry->add_accelerator("activate", accel_group, item.key, Gdk::ModifierType{}, Gtk::AccelFlags{});
+        // The label would announce an accelerator that is not to be shown as "-/-".
+        gtk_accel_label_set_accel_widget(GTK_ACCEL_LABEL(entry->get_child()->gobj()), nullptr);
         file_menu->append(*entry);
     }
     menu_bar.append(*file_item);
@@ -71,21 +87,20 @@ void Skyfold::add_file_menu() {
 Gtk::Switch* Skyfold::add_settings_row(const char* text, Gtk::Label*& state_label) {
     auto* row = Gtk::make_managed<Gtk::MenuItem>();
     auto* box = Gtk::make_managed<Gtk::Box>(Gtk::ORIENTATION_HORIZONTAL, 10);
+    auto* label = Gtk::make_managed<Gtk::Label>(text, Gtk::ALIGN_START);
     auto* row_switch = Gtk::make_managed<Gtk::Switch>();
-    state_label = Gtk::make_managed<Gtk::Label>();
-    box->pack_start(*Gtk::make_managed<Gtk::Label>(text), true, true, 0);
+    auto* state = Gtk::make_managed<Gtk::Label>();
+    box->pack_start(*label, true, true, 0);
     box->pack_start(*row_switch, false, false);
-    box->pack_start(*state_label, false, false);
+    box->pack_start(*state, false, false);
     row->add(*box);
-    row_switch->get_accessible()->set_name(text);
+    // A screen reader sees a menu item but not what is in it.
     row->get_accessible()->set_name(text);
-    row->signal_button_press_event().connect(
-        [row_switch](GdkEventButton* /*event*/) {
-            row_switch->activate(); // flips it
-            return true;
-        },
-        true);
+    state->property_label().signal_changed().connect(
+        [row, state] { row->get_accessible()->set_description(state->get_text()); });
+    make_row_flip(*row, *row_switch);
     settings_menu->append(*row);
+    state_label = state;
     return row_switch;
 }
 

@@ -11,6 +11,7 @@
 #include <glibmm/fileutils.h>
 #include <glibmm/miscutils.h>
 #include <stdexcept>
+#include <vector>
 
 namespace {
 bool run_command(const std::string& command) {
@@ -25,14 +26,19 @@ bool open_folder(const std::string& folder) {
     return run_command("xdg-open \"" + inside_double_quotes(folder) + "\"");
 }
 
-// dbus-send splits an array at commas and knows no escape for them; the file manager reads %2C as one.
-std::string with_commas_encoded(std::string_view path) {
+// The path as it is, but for what dbus-send cannot carry: it splits an array at commas, without an escape for
+// them, and gives up on text that is not UTF-8. The file manager decodes both.
+std::string path_for_dbus_send(const std::string& path) {
+    const bool is_text = Glib::ustring(path).validate();
     std::string encoded;
     for (const char c : path) {
-        if (c == ',')
-            encoded += "%2C";
-        else
+        const auto byte = static_cast<unsigned char>(c);
+        if (c != ',' && (is_text || byte < 0x80)) {
             encoded += c;
+            continue;
+        }
+        constexpr const char* digits = "0123456789ABCDEF";
+        encoded.append({'%', digits[byte >> 4U], digits[byte & 0xFU]});
     }
     return encoded;
 }
@@ -41,7 +47,7 @@ bool show_in_file_manager(const std::string& path) {
     return run_command("dbus-send --session --dest=org.freedesktop.FileManager1 --type=method_call "
                        "/org/freedesktop/FileManager1 org.freedesktop.FileManager1.ShowItems "
                        "array:string:\"file://" +
-                       inside_double_quotes(with_commas_encoded(path)) + "\" string:\"\"");
+                       inside_double_quotes(path_for_dbus_send(path)) + "\" string:\"\"");
 }
 
 void open_location(const std::string& path) {

@@ -54,7 +54,8 @@ std::optional<std::vector<std::string>> edit_list(std::vector<std::string> lines
         std::ranges::find_if(lines, [&key](const auto& line) { return sets_key(line, key); });
     const bool found = key_line != lines.end();
     auto entries = found ? quoted_entries(value_part(*key_line, key)) : std::vector<std::string>();
-    if (!change_entries(entries, value, add))
+    const bool fits_a_line = value.find('\n') == std::string::npos; // else it could set any other option
+    if (!fits_a_line || !change_entries(entries, value, add))
         return std::nullopt;
     if (entries.empty()) // so there was a line to remove from
         lines.erase(key_line);

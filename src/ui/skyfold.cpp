@@ -3,6 +3,7 @@
 
 #include "app/application.h"
 #include "base/print.h"
+#include "ui/display_text.h"
 #include "ui/status_cache.h"
 
 #include <glibmm/main.h>
@@ -12,9 +13,6 @@
 namespace {
 constexpr unsigned tray_delay = 1000; // ms
 
-const char* on_or_off(bool state) {
-    return state ? "ON" : "OFF";
-}
 } // namespace
 
 Skyfold::ModelColumns::ModelColumns() {
@@ -43,7 +41,7 @@ Skyfold::Skyfold(Application* application, const std::string& folder)
     print_line("DEBUG: Scheduling tray icon creation...");
     Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::try_create_tray_icon), tray_delay);
     print_line("DEBUG: Preparing children (but not showing window)...");
-    show_all(); // so that a later show has the complete tree at once
+    show_all_children(); // so that a later show has the complete tree at once
     hide();
     update_file_statuses_async();
     print_line("DEBUG: Skyfold constructor - END");
@@ -55,6 +53,7 @@ Skyfold::~Skyfold() {
 
 void Skyfold::build_list_area() {
     file_list_box.set_selection_mode(Gtk::SELECTION_NONE);
+    connect_row_menus();
     print_line("DEBUG: ListBox created");
     print_line("DEBUG: About to populate file list...");
     populate_file_list(sync_dir);

@@ -124,6 +124,7 @@ class Skyfold : public Gtk::Window {
     void build_main_box();
 
     // ui/file_list.cpp
+    void connect_row_menus();
     void append_row(const Glib::RefPtr<Gio::FileInfo>& info, const std::string& folder, Listing& listing);
     void show_refreshed_statuses();
 

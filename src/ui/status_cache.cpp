@@ -16,7 +16,8 @@
 namespace {
 // Never destroyed: a worker may still be at it when the process ends.
 struct StatusCache {
-    std::mutex guard; // of the two below, for the moment of a publication
+    std::mutex guard; // of the two below, for the moment of a publication: a shared_ptr cannot be swapped
+                      // without one
     std::shared_ptr<const StatusMap> map = std::make_shared<StatusMap>();
     unsigned forgotten = 0;          // how many times
     std::atomic<bool> loaded{false}; // set last
@@ -28,12 +29,6 @@ struct StatusCache {
 StatusCache& status_cache() {
     static auto* cache = new StatusCache();
     return *cache;
-}
-
-unsigned times_forgotten() {
-    auto& cache = status_cache();
-    const std::lock_guard lock(cache.guard);
-    return cache.forgotten;
 }
 
 unsigned times_killed() {
@@ -88,6 +83,12 @@ void add_skipped(std::string_view config_dump, StatusMap& map) {
 }
 } // namespace
 
+unsigned times_forgotten() {
+    auto& cache = status_cache();
+    const std::lock_guard lock(cache.guard);
+    return cache.forgotten;
+}
+
 bool is_status_cache_loaded() {
     return status_cache().loaded;
 }
@@ -108,10 +109,13 @@ void kill_clients_around_loads(const std::function<void()>& kill) {
 }
 
 void Skyfold::load_sync_status_cache() {
+    load_status_cache(times_forgotten());
+}
+
+void load_status_cache(unsigned forgotten_at_start) {
     if (is_status_cache_loaded())
         return;
     print_line("DEBUG: Loading sync status cache...");
-    const auto forgotten_at_start = times_forgotten();
     StatusMap map;
     const auto dump = ask_client("--display-sync-status");
     if (dump.empty()) {

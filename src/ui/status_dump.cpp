@@ -29,7 +29,7 @@ std::string_view status_in_line(std::string_view line) {
     return {};
 }
 
-// "name" = more: the text after the "=", or nothing for a line that does not set the key. A search for the
+// `skip_dir = "a", "b"` gives ` "a", "b"`; nothing for a line that does not set the key. A search for the
 // letters only, so that options whose name begins with them are read too.
 std::string_view skip_dir_value(std::string_view line) {
     const auto key = line.find("skip_dir");

@@ -2,6 +2,7 @@
 #include "base/print.h"
 #include "ui/skyfold.h"
 
+#include <array>
 #include <glibmm/fileutils.h>
 #include <glibmm/main.h>
 #include <gtkmm/icontheme.h>
@@ -88,6 +89,7 @@ void Skyfold::create_tray_icon_from_theme() {
     }
 }
 
+// For a toolkit without any of the names above; this one and our own icons have "folder".
 void Skyfold::create_tray_icon_from_stock() {
     print_line("DEBUG: Trying stock icon...");
     attempt("ERROR: Exception creating tray icon from stock: ", [this] {

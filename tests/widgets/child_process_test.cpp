@@ -130,7 +130,7 @@ TEST(ChildProcess, FailureToMakePipesCallsNothing) {
 TEST(MainLoop, HandsOverInOrderOfPriorityAndCatchesWhatIsThrown) {
     std::string order;
     const auto main = std::this_thread::get_id();
-    start_worker([&] {
+    const bool started = start_worker([&] {
         post_when_idle([&] { order += "idle"; });
         post_to_main_loop([&] {
             EXPECT_EQ(std::this_thread::get_id(), main);
@@ -141,6 +141,6 @@ TEST(MainLoop, HandsOverInOrderOfPriorityAndCatchesWhatIsThrown) {
     });
     std::this_thread::sleep_for(
         std::chrono::milliseconds(100)); // nobody runs the loop: nothing may run meanwhile
-    EXPECT_TRUE(turn_until([&] { return order == "now idle"; })) << order;
+    EXPECT_TRUE(started && turn_until([&] { return order == "now idle"; })) << order;
 }
 } // namespace

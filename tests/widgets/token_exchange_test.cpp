@@ -21,14 +21,14 @@ class TokenServer {
     TokenReply post(const std::string& body) const {
         TokenReply reply;
         bool done = false;
-        start_worker([&, origin = origin] {
+        const bool started = start_worker([&, origin = origin] {
             auto got = post_token_request(origin, body);
             post_when_idle([&, got = std::move(got)] {
                 reply = got;
                 done = true;
             });
         });
-        EXPECT_TRUE(turn_until([&] { return done; }));
+        EXPECT_TRUE(started && turn_until([&] { return done; }));
         return reply;
     }
 

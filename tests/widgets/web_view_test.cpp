@@ -49,7 +49,8 @@ TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
     g_signal_connect_swapped(window.get_child()->gobj(), "load-failed", G_CALLBACK(count_failure),
                              &failed_loads);
     // Nobody answers there: the load fails, and by then the decision has been made.
-    for (const auto& address : {"http://127.0.0.1:45678/?to=" + redirect + "?code=1", redirect + "?state=1"}) {
+    for (const auto& address :
+         {"http://127.0.0.1:45678/?to=" + redirect + "?code=1", redirect + "?state=1"}) {
         failed_loads = 0;
         window.load_url(page_that_goes_to(address));
         ASSERT_TRUE(turn_until([&] { return failed_loads > 0; })) << address;
