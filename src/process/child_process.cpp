@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <glibmm/main.h>
+#include <memory>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -123,7 +124,8 @@ void launch_process(const std::string& command, std::function<void(const std::st
     const auto connection = watch_output(output.read_end, std::move(on_output));
     if (watch != nullptr)
         *watch = connection;
-    if (!start_worker([child, on_exit] { wait_for_child(child, on_exit); }))
-        Glib::signal_child_watch().connect([on_exit](GPid, int status) { on_exit(exit_code(status)); },
+    const auto report = std::make_shared<const std::function<void(int)>>(std::move(on_exit));
+    if (!start_worker([child, report] { wait_for_child(child, *report); }))
+        Glib::signal_child_watch().connect([report](GPid, int status) { (*report)(exit_code(status)); },
                                            child);
 }

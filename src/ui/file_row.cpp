@@ -128,7 +128,7 @@ void FileRow::set_status(const Glib::ustring& status) {
 void FileRow::show_activity_icon() {
     try {
         auto found = Gtk::IconTheme::get_default()->lookup_icon(activity_icon, icon_size,
-                                                                      Gtk::ICON_LOOKUP_USE_BUILTIN);
+                                                                Gtk::ICON_LOOKUP_USE_BUILTIN);
         bool was_symbolic = false;
         if (found) {
             icon_image.set(

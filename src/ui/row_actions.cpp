@@ -47,7 +47,7 @@ bool show_in_file_manager(const std::string& path) {
     return run_command("dbus-send --session --dest=org.freedesktop.FileManager1 --type=method_call "
                        "/org/freedesktop/FileManager1 org.freedesktop.FileManager1.ShowItems "
                        "array:string:\"file://" +
-                       inside_double_quotes(path_for_dbus_send(path)) + "\" string:\"\"");
+                       inside_double_quotes(path_for_dbus_send(path)) + R"(" string:"")");
 }
 
 void open_location(const std::string& path) {

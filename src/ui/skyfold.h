@@ -44,7 +44,7 @@ class Skyfold : public Gtk::Window {
 
     // ui/skyfold.cpp: the frame
     /// Builds the window hidden. `application` may be null.
-    Skyfold(Application* application, const std::string& sync_dir);
+    Skyfold(Application* application, const std::string& folder);
     Skyfold(const Skyfold&) = delete;
     Skyfold& operator=(const Skyfold&) = delete;
     Skyfold(Skyfold&&) = delete;

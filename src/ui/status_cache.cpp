@@ -70,7 +70,7 @@ void add_statuses(std::string_view dump, StatusMap& map) {
     print_line("DEBUG: OneDrive CLI sync status output:");
     print_line(dump);
     for (auto& [path, status] : read_status_dump(dump)) {
-        print_line("DEBUG: Cached status - " + path + ": " + status);
+        print_line(std::string("DEBUG: Cached status - ").append(path).append(": ").append(status));
         map.insert_or_assign(std::move(path), std::move(status));
     }
 }
