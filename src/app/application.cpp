@@ -9,7 +9,9 @@
 #include "ui/settings_window.h"
 #include "ui/skyfold.h"
 
+#include <csignal>
 #include <cstdlib>
+#include <glib-unix.h>
 
 Application::Application() : Gtk::Application("org.skyfold", Gio::APPLICATION_NON_UNIQUE) {
     signal_shutdown().connect(sigc::mem_fun(*this, &Application::handle_shutdown), true);
@@ -41,8 +43,20 @@ void Application::on_startup() {
     print_line("DEBUG: Application::on_startup() - BEGIN");
     Gtk::Application::on_startup();
     survive_closed_pipes();
+    quit_on_signals();
     hold(); // never released: hidden or in the tray there is no window to keep the program alive
     print_line("DEBUG: Application::on_startup() - END (app is held)");
+}
+
+// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. A second signal
+// ends the program at once, should a dialog be in the way of the first.
+void Application::quit_on_signals() {
+    const auto quit_once = +[](gpointer application) -> gboolean {
+        static_cast<Application*>(application)->quit();
+        return G_SOURCE_REMOVE;
+    };
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+        g_unix_signal_add(signal, quit_once, this);
 }
 
 void Application::on_activate() {

@@ -83,6 +83,7 @@ class Application : public Gtk::Application {
 
     // app/application.cpp
     void handle_shutdown();
+    void quit_on_signals();
     void start_logged_in();
     void show_settings_window();
 

@@ -124,7 +124,7 @@ void Application::on_login_window_hidden(std::int32_t instance) {
 
 void Application::stop_login_process() {
     if (login_pid > 0)
-        kill(login_pid, SIGTERM);
+        signal_child(login_pid, SIGTERM);
     login_pid = 0;
 }
 

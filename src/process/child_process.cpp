@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <glibmm/main.h>
 #include <memory>
@@ -38,6 +39,7 @@ struct Pipe {
 
 // Between fork and exec, in a program with threads: async-signal-safe calls only.
 [[noreturn]] void run_shell(const char* command, const Pipe& output, const Pipe& input) {
+    setpgid(0, 0); // a group of its own, for signal_child
     dup2(output.write_end, STDOUT_FILENO);
     dup2(output.write_end, STDERR_FILENO);
     dup2(input.read_end, STDIN_FILENO);
@@ -115,6 +117,7 @@ void launch_process(const std::string& command, std::function<void(const std::st
     if (child == 0)
         run_shell(command.c_str(), output, input);
 
+    setpgid(child, child); // here as well: whoever comes first
     close(output.write_end);
     close(input.read_end);
     if (pid != nullptr)
@@ -128,4 +131,9 @@ void launch_process(const std::string& command, std::function<void(const std::st
     if (!start_worker([child, report] { wait_for_child(child, *report); }))
         Glib::signal_child_watch().connect([report](GPid, int status) { (*report)(exit_code(status)); },
                                            child);
+}
+
+void signal_child(int pid, int signal) {
+    kill(pid, signal);
+    kill(-pid, signal);
 }

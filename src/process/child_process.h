@@ -22,3 +22,7 @@
 void launch_process(const std::string& command, std::function<void(const std::string&)> on_output,
                     std::function<void(int)> on_exit, Glib::RefPtr<Glib::IOChannel>* stdin_channel, int* pid,
                     sigc::connection* watch);
+
+/// Sends `signal` to a child of `launch_process` and to what it started: a shell does not hand on the signal
+/// that ends it, and the client that it runs would go on. A child that has ended is not an error.
+void signal_child(int pid, int signal);

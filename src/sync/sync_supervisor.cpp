@@ -178,8 +178,8 @@ void Application::quit_sync_process() {
     // Set and cleared before the child's end can be handled, so that a stopped child is judged by its output
     // and exit code like any other: switching off ends in the error dialog with exit code -1. Wanted so.
     sync_quit_requested = true;
-    kill(m_sync_process_pid, SIGTERM);
-    kill(m_sync_process_pid, SIGKILL);
+    signal_child(m_sync_process_pid, SIGTERM);
+    signal_child(m_sync_process_pid, SIGKILL);
     m_sync_process_pid = none;
     sync_quit_requested = false;
     if (main_window != nullptr)

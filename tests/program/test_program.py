@@ -1,122 +1,18 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The built program, started as a person starts it, with the played client behind it.
-
-SKYFOLD names the program. What is read from the window is what a screen reader would read.
-"""
+"""The built program, started as a person starts it, with the played client behind it."""
 import json
 import os
 import pathlib
 import subprocess
-import tempfile
-import threading
-import time
+import sys
 import unittest
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, Gio, GLib  # noqa: E402
-
-NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
-<method name="GetCapabilities"><arg type="as" direction="out"/></method>
-<method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
-<arg type="a{sv}"/><arg type="i"/><arg type="u" direction="out"/></method></interface></node>"""
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "demo"))
+from driver import Atspi, DrivenProgram, turn_until  # noqa: E402
 
 
-def turn_until(done, seconds=15):
-    """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
-    end = time.monotonic() + seconds
-    while not (result := done()) and time.monotonic() < end:
-        while GLib.MainContext.default().iteration(False):
-            pass
-        time.sleep(0.02)
-    return result
-
-
-class ProgramTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.home = pathlib.Path(folder.name)
-        for name in ("skyfold", "onedrive"):
-            (self.home / ".config" / name).mkdir(parents=True)
-        self.lines = []
-
-    def write(self, below, text=""):
-        path = self.home / below
-        path.parent.mkdir(parents=True, exist_ok=True)
-        path.write_text(text)
-        return path
-
-    def sign_in(self, settings=""):
-        self.write(".config/onedrive/refresh_token", "t")
-        self.write(".config/skyfold/config", settings)
-
-    def start(self, *arguments, **environment):
-        merged = {**os.environ, "HOME": str(self.home), **environment}
-        merged = {name: value for name, value in merged.items() if value is not None}
-        program = subprocess.Popen([os.environ["SKYFOLD"], *arguments], env=merged, text=True, errors="replace",
-                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        reader = threading.Thread(target=lambda: self.lines.extend(iter(program.stdout.readline, "")))
-        reader.start()
-        for clean_up in (program.stdout.close, reader.join, program.wait, program.kill):
-            self.addCleanup(clean_up)  # the last one runs first
-        return program
-
-    def said(self, text):
-        return any(text in line for line in list(self.lines))
-
-    def assert_says(self, text, seconds=15):
-        self.assertTrue(turn_until(lambda: self.said(text), seconds), f"{text!r} not in {self.lines[-20:]}")
-
-    def assert_ends(self, program, status):
-        self.assertTrue(turn_until(lambda: program.poll() is not None), self.lines[-5:])
-        self.assertEqual(program.returncode, status)
-
-    def accessible(self, role, name):
-        """The accessible of that role and name in the program, or None."""
-        def search(node):
-            if node.get_role_name() == role and node.get_name() == name:
-                return node
-            found = (search(node.get_child_at_index(i)) for i in range(node.get_child_count()))
-            return next(filter(None, found), None)
-        desktop = Atspi.get_desktop(0)
-        desktop.clear_cache()
-        programs = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
-        return next(filter(None, (search(one) for one in programs if one and one.get_name() == "skyfold")), None)
-
-    def find(self, role, name):
-        found = turn_until(lambda: self.accessible(role, name))
-        self.assertTrue(found, f"nobody would read {role} {name!r}")
-        return found
-
-    def serve_notifications(self):
-        received = []
-
-        def called(_connection, _sender, _path, _interface, method, arguments, call):
-            if method == "Notify":
-                received.append(arguments.unpack())
-            call.return_value(GLib.Variant("(as)", ([],)) if method == "GetCapabilities" else GLib.Variant("(u)", (1,)))
-        bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-        interface = Gio.DBusNodeInfo.new_for_xml(NOTIFICATIONS).interfaces[0]
-        registration = bus.register_object("/org/freedesktop/Notifications", interface, called, None, None)
-        self.addCleanup(bus.unregister_object, registration)
-        name = Gio.bus_own_name_on_connection(bus, "org.freedesktop.Notifications", Gio.BusNameOwnerFlags.NONE)
-        self.addCleanup(Gio.bus_unown_name, name)
-        return received
-
-    def start_trayer(self):
-        tray = subprocess.Popen(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"],
-                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(tray.wait)
-        self.addCleanup(tray.kill)
-
-    def click_tray(self):
-        icon = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
-                              stdout=subprocess.PIPE, check=True).stdout.split()[0]
-        subprocess.run(["xdotool", "mousemove", "--window", icon, "6", "6", "click", "1"], check=True)
-
+class ProgramTest(DrivenProgram):
     def flip_settings(self):
         """One setting by the mouse, one as a screen reader does it."""
         self.find("menu", "Settings").do_action(0)
