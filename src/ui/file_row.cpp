@@ -35,7 +35,8 @@ bool is_on_its_way(const Glib::ustring& status) {
 // The tooltip is the only text of such a button, so a screen reader gets it as the name.
 void set_icon_button_text(Gtk::Button& button, const char* text) {
     button.set_tooltip_text(text);
-    button.get_accessible()->set_name(text);
+    if (button.get_mapped())
+        button.get_accessible()->set_name(text);
 }
 
 void make_icon_button(Gtk::Button& button, const char* icon, const char* text) {
@@ -62,6 +63,17 @@ FileRow::FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& nam
     show_all();
 }
 
+// Names cost as much as a good part of the row, and nobody can read them before it is on the screen.
+void FileRow::on_map() {
+    Gtk::ListBoxRow::on_map();
+    name_for_screen_reader();
+}
+
+void FileRow::name_for_screen_reader() {
+    get_accessible()->set_name(name_label.get_text());
+    get_accessible()->set_description(status_label.get_text());
+}
+
 FileRow::~FileRow() {
     hover_timeout.disconnect();
 }
@@ -81,8 +93,6 @@ void FileRow::build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::us
     status_label.set_hexpand(false);
     status_label.set_width_chars(status_width);
     status_label.set_xalign(1);
-    get_accessible()->set_name(name_label.get_text());
-    get_accessible()->set_description(status_label.get_text());
 }
 
 void FileRow::build_buttons() {
@@ -95,6 +105,12 @@ void FileRow::build_buttons() {
     toggle_button.signal_clicked().connect(sigc::mem_fun(*this, &FileRow::on_toggle_clicked));
     for (auto* button : {&open_button, &sync_button, &toggle_button})
         action_box.pack_start(*button, Gtk::PACK_SHRINK, 0);
+    action_box.signal_map().connect(sigc::mem_fun(*this, &FileRow::name_buttons));
+}
+
+void FileRow::name_buttons() {
+    for (auto* button : {&open_button, &sync_button, &toggle_button})
+        button->get_accessible()->set_name(button->get_tooltip_text());
 }
 
 void FileRow::build_stack() {
@@ -107,6 +123,7 @@ void FileRow::build_stack() {
 }
 
 void FileRow::show_toggle(bool skipped) {
+    toggle_enables = skipped;
     auto* image = dynamic_cast<Gtk::Image*>(toggle_button.get_image());
     if (image == nullptr)
         return;
@@ -116,9 +133,15 @@ void FileRow::show_toggle(bool skipped) {
 
 void FileRow::set_status(const Glib::ustring& status) {
     const auto text = display_text(status.raw());
+    const bool skipped = is_skipped(text);
+    if (status_shown && text.raw() == status_label.get_text().raw())
+        return; // the same text set again would lay the list out again
+    status_shown = true;
     status_label.set_text(text);
-    get_accessible()->set_description(text);
-    show_toggle(is_skipped(text));
+    if (get_mapped())
+        name_for_screen_reader();
+    if (skipped != toggle_enables)
+        show_toggle(skipped);
     if (is_on_its_way(text))
         show_activity_icon();
     else

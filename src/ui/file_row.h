@@ -39,14 +39,19 @@ class FileRow : public Gtk::ListBoxRow {
     sigc::signal<void, std::string> signal_force_sync;
     sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
 
+  protected:
+    void on_map() override;
+
   private:
     friend struct RowProbe; // the tests' way in
 
     void build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
                       const Glib::ustring& status);
     void build_buttons();
+    void name_buttons();
     void build_stack();
     void show_toggle(bool skipped);
+    void name_for_screen_reader();
     void show_activity_icon();
     void on_toggle_clicked();
 
@@ -70,5 +75,7 @@ class FileRow : public Gtk::ListBoxRow {
     Glib::RefPtr<Gdk::Pixbuf> base_icon;
     std::string full_path;
     bool hovered = false;
+    bool status_shown = false;   // by set_status, which also chooses the icon
+    bool toggle_enables = false; // what toggle_button shows
     sigc::connection hover_timeout;
 };

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <set>
+#include <vector>
 
 namespace {
 ClientSearch search_with(std::set<std::string> executables, std::optional<std::string> folder = "/here") {
@@ -11,34 +12,23 @@ ClientSearch search_with(std::set<std::string> executables, std::optional<std::s
 }
 
 TEST(ClientLocator, TheTwoOrdersDiffer) {
-    struct Case {
-        std::set<std::string> executables;
-        const char* for_children;
-        const char* installed;
-    };
-    for (const auto& [executables, for_children, installed] : std::initializer_list<Case>{
-             {{"./onedrive-cli", "/usr/bin/onedrive"}, "/here/onedrive-cli", "/usr/bin/onedrive"},
+    for (const auto& [executables, found] : std::vector<std::pair<std::set<std::string>, std::string>>{
+             {{"./onedrive-cli", "/usr/bin/onedrive"}, "/here/onedrive-cli, /usr/bin/onedrive"},
              {{"/usr/bin/onedrive", "/usr/local/bin/onedrive-cli"},
-              "/usr/local/bin/onedrive-cli",
-              "/usr/local/bin/onedrive-cli"},
-             {{"/usr/bin/onedrive", "/usr/bin/onedrive-cli"},
-              "/usr/bin/onedrive-cli",
-              "/usr/bin/onedrive-cli"},
-             {{"/usr/local/bin/onedrive", "../onedrive-cli"},
-              "/usr/local/bin/onedrive",
-              "/usr/local/bin/onedrive"},
-             {{"../onedrive-cli"}, "../onedrive-cli", "onedrive-cli"},
-             {{}, "onedrive-cli", "onedrive-cli"},
-         }) {
-        EXPECT_EQ(find_client_for_children(search_with(executables)), for_children);
-        EXPECT_EQ(find_installed_client(search_with(executables)), installed);
+              "/usr/local/bin/onedrive-cli, /usr/local/bin/onedrive-cli"},
+             {{"/usr/bin/onedrive", "/usr/bin/onedrive-cli"}, "/usr/bin/onedrive-cli, /usr/bin/onedrive-cli"},
+             {{"../onedrive-cli", "/usr/local/bin/onedrive"},
+              "/usr/local/bin/onedrive, /usr/local/bin/onedrive"},
+             {{"../onedrive-cli"}, "../onedrive-cli, onedrive-cli"},
+             {{}, "onedrive-cli, onedrive-cli"}}) {
+        const auto search = search_with(executables);
+        EXPECT_EQ(find_client_for_children(search) + ", " + find_installed_client(search), found);
     }
     EXPECT_EQ(find_client_for_children(search_with({"./onedrive-cli"}, std::nullopt)), "./onedrive-cli");
 }
 
 TEST(ShellCommand, ReturnsAllOutputWhateverTheExitStatus) {
-    EXPECT_EQ(run_shell_command("printf 'a\\nb'; printf x >&2; exit 3"), "a\nb");
-    EXPECT_EQ(run_shell_command("printf 'a\\0b\\n'"), std::string("a\0b\n", 4));
+    EXPECT_EQ(run_shell_command("printf 'a\\0b\\n'; printf x >&2; exit 3"), std::string("a\0b\n", 4));
     EXPECT_EQ(run_shell_command("head -c 100000 /dev/zero")->size(), 100000U);
     EXPECT_EQ(exec("printf '%0300d' 7").size(), 300U);
 }

@@ -10,6 +10,7 @@
 #include "ui/skyfold.h"
 #include "ui/status_cache.h"
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <glibmm/main.h>
@@ -55,32 +56,22 @@ struct ApplicationProbe {
     static auto& login_output(Application& application) { return application.login_output; }
     static auto& verifier(Application& application) { return application.pkce_verifier; }
     static auto& client_id(Application& application) { return application.pkce_client_id; }
-    static auto& daemon_mode(Application& application) { return application.daemon_mode; }
-    static void activate(Application& application) { application.on_activate(); }
-    static void on_token_saved(Application& application, int instance) {
-        application.on_token_saved(instance);
-    }
+    static bool redirect_captured(Application& application) { return application.redirect_captured; }
+    static void on_token_saved(Application& application, int attempt) { application.on_token_saved(attempt); }
 };
 
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
-    static auto& live(Skyfold& window) { return window.live_status_map; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
     static auto& autostart_switch(Skyfold& window) { return *window.autostart_switch; }
     static auto& notifications_switch(Skyfold& window) { return *window.notifications_switch; }
     static Glib::ustring sync_state(Skyfold& window) { return window.sync_state_label->get_text(); }
-    static Glib::ustring autostart_state(Skyfold& window) { return window.autostart_state_label->get_text(); }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
-    static auto& tray_available(Skyfold& window) { return window.tray_available; }
-    static auto& tray_icon(Skyfold& window) { return window.tray_icon; }
-
-    static FileRow* row(Skyfold& window, const std::string& name) {
-        const auto found = window.rows_by_name.find(name);
-        return found == window.rows_by_name.end() ? nullptr : found->second;
+    static FileRow& row(Skyfold& window, const std::string& name) {
+        return *window.rows_by_name.find(name)->second;
     }
     static std::string status(Skyfold& window, const std::string& name) {
-        auto* found = row(window, name);
-        return found == nullptr ? "(no row)" : found->get_status_text().raw();
+        return row(window, name).get_status_text();
     }
 };
 
@@ -94,16 +85,27 @@ struct RowProbe {
 class ShellTest : public testing::Test {
   protected:
     void expect_calls(const std::string& calls) {
+        std::filesystem::remove(home.file("scenario.state")); // of calls expected earlier
         home.write("scenario", "{\"calls\": [" + calls + "]}");
         setenv("PLAYED_CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
     }
 
+    /// One call of a sign-in attempt; a hanging one has to be `cut_short`.
+    static std::string login_call(const std::string& option, const std::string& steps,
+                                  const std::string& cut_short = "false") {
+        return R"({"args": [")" + option + R"(", "--verbose"], "cut_short": )" + cut_short +
+               R"(, "steps": [)" + steps + "]}";
+    }
+
     void TearDown() override {
+        answers.disconnect();
         // Nothing but the test's own children may outlive it.
-        application.quit_sync_process();
+        if (application.is_sync_running()) {
+            application.quit_sync_process();
+            turn_until(dialog, 2); // its end is reported, and not to the next test
+        }
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
-        turn_until([this] { return !ApplicationProbe::watch(application).connected(); }, 2);
         if (std::filesystem::exists(home.file("scenario"))) {
             EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$PLAYED_CLIENT_SCENARIO\" >&2"), 0);
         }
@@ -112,16 +114,38 @@ class ShellTest : public testing::Test {
 
     /// The dialog in front, or null.
     [[nodiscard]] static Gtk::MessageDialog* dialog() {
-        for (auto* window : Gtk::Window::list_toplevels()) {
-            auto* found = dynamic_cast<Gtk::MessageDialog*>(window);
-            if (found != nullptr && found->get_visible())
-                return found;
-        }
-        return nullptr;
+        const auto windows = Gtk::Window::list_toplevels();
+        const auto found = std::ranges::find_if(windows, [](auto* window) {
+            return dynamic_cast<Gtk::MessageDialog*>(window) != nullptr && window->get_visible();
+        });
+        return found == windows.end() ? nullptr : dynamic_cast<Gtk::MessageDialog*>(*found);
+    }
+    static std::string dialog_text() {
+        return dialog()->property_text().get_value() + "|" + dialog()->property_secondary_text().get_value();
     }
 
-    static std::string secondary_text(Gtk::MessageDialog& shown) {
-        return shown.property_secondary_text().get_value();
+    /// From now on every dialog is noted in `dialogs` and answered: some run loops of their own.
+    void answer_dialogs() {
+        const auto answer = [this] {
+            if (auto* shown = dialog()) {
+                dialogs.push_back(dialog_text());
+                shown->response(Gtk::RESPONSE_OK);
+            }
+            return true;
+        };
+        answers = Glib::signal_timeout().connect(answer, 10);
+    }
+
+    bool dialog_was_answered() {
+        return turn_until([this] { return !dialogs.empty(); });
+    }
+
+    /// Turns the main loop until a window with that title is in front.
+    bool reaches(const std::string& title) {
+        return turn_until([&] {
+            auto* window = ApplicationProbe::login_window(application);
+            return window != nullptr && window->get_title() == title;
+        });
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -136,4 +160,8 @@ class ShellTest : public testing::Test {
     TestHome home;
     Application& application = shared_application();
     std::string folder = home.file("OneDrive");
+    std::vector<std::string> dialogs;
+
+  private:
+    sigc::connection answers;
 };

@@ -21,7 +21,7 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
     Gtk::Main::init_gtkmm_internals();
     install_style();
-    Gtk::Settings::get_default()->property_gtk_enable_animations() =
-        false; // a hidden switch would never flip
+    // Else a hidden switch would never flip.
+    Gtk::Settings::get_default()->property_gtk_enable_animations() = false;
     return RUN_ALL_TESTS();
 }

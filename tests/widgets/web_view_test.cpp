@@ -2,7 +2,6 @@
 // The sign-in window with the real web engine. No page of these tests is on a network.
 #include "auth/oauth_window.h"
 
-#include "auth/pkce.h"
 #include "harness.h"
 
 #include <csignal>
@@ -11,6 +10,7 @@
 namespace {
 const std::string redirect = "https://login.microsoftonline.com/common/oauth2/nativeclient";
 const std::string authorise = "https://login.microsoftonline.com/common/oauth2/v2.0/authorize?client_id=i";
+const std::string visit = R"({"print": "Visit )" + authorise + R"( "}, )";
 
 std::string page_that_goes_to(const std::string& address) {
     return "data:text/html," + Glib::uri_escape_string("<script>location.href='" + address + "'</script>");
@@ -18,17 +18,14 @@ std::string page_that_goes_to(const std::string& address) {
 
 class WebViewTest : public ShellTest {
   protected:
-    // Runs the login child on `steps` until its sign-in window is in front.
-    bool sign_in_window_opens(const std::string& steps) {
-        expect_calls(R"({"args": ["--display-quota", "--verbose"], "cut_short": true, "steps": [)" + steps +
-                     "]}");
-        application.start_login_process(false);
-        return turn_until([this] { return front("OneDrive Login"); });
+    // Runs the login child until its sign-in window is in front.
+    bool sign_in_window_opens(bool reauth) {
+        application.start_login_process(reauth);
+        return reaches("OneDrive Login");
     }
-
-    bool front(const char* title) {
-        auto* window = ApplicationProbe::login_window(application);
-        return window != nullptr && window->get_title() == title;
+    bool sign_in_window_opens(const std::string& steps) {
+        expect_calls(login_call("--display-quota", steps, "true"));
+        return sign_in_window_opens(false);
     }
 };
 
@@ -39,10 +36,9 @@ TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
     OAuthWindow window(*engine);
     EXPECT_TRUE(window.get_visible());
     std::vector<std::string> captured;
-    std::vector<bool> visible_at_capture;
     window.signal_url_captured().connect([&](const std::string& address) {
         captured.push_back(address);
-        visible_at_capture.push_back(window.get_visible());
+        EXPECT_TRUE(window.get_visible()) << "handlers run before the window hides";
     });
     int failed_loads = 0;
     const auto count_failure = +[](int* count) -> gboolean { return ++*count > 0; };
@@ -60,7 +56,6 @@ TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
     window.load_url(page_that_goes_to(redirect + "?code=M.C1%2Fx#end"));
     ASSERT_TRUE(turn_until([&] { return !captured.empty(); }));
     EXPECT_EQ(captured, std::vector<std::string>{redirect + "?code=M.C1%2Fx#end"});
-    EXPECT_EQ(visible_at_capture, std::vector<bool>{true}) << "handlers run before the window hides";
     EXPECT_FALSE(window.get_visible());
     turn_for(0.3);
     EXPECT_EQ(failed_loads, 0) << "the redirect's page was asked for";
@@ -74,34 +69,39 @@ TEST_F(WebViewTest, AddressWithAChallengeIsHandedBackToTheClient) {
     EXPECT_EQ(ApplicationProbe::verifier(application), "");
     application.on_auth_response_url_captured(" " + redirect + "?code=x\r\n");
     application.on_auth_response_url_captured(redirect + "?code=second"); // only the first counts
-    ASSERT_TRUE(turn_until([this] { return front("Configure Sync Directory"); }));
+    ASSERT_TRUE(reaches("Configure Sync Directory"));
 }
 
-TEST_F(WebViewTest, ClosingTheWindowEndsTheClient) {
-    ASSERT_TRUE(sign_in_window_opens(R"({"print": "Visit )" + authorise + R"( "}, {"hang": true})"));
-    EXPECT_EQ(ApplicationProbe::verifier(application).size(), 43U);
+TEST_F(WebViewTest, OlderWindowCountsNoMoreAndClosingTheNewerOneEndsItsClient) {
+    const auto steps = visit + R"({"hang": true})";
+    answer_dialogs();
+    expect_calls(login_call("--display-quota", steps, "true") + "," + login_call("--reauth", steps, "true"));
+    ASSERT_TRUE(sign_in_window_opens(false));
+    auto* older = dynamic_cast<OAuthWindow*>(ApplicationProbe::login_window(application));
+    kill(ApplicationProbe::login_pid(application), SIGTERM);
+    ASSERT_TRUE(sign_in_window_opens(true));
+    const auto verifier = ApplicationProbe::verifier(application);
+    EXPECT_EQ(verifier.size(), 43U);
     EXPECT_EQ(ApplicationProbe::client_id(application), "i");
     const int client = ApplicationProbe::login_pid(application);
     ASSERT_GT(client, 0);
+    older->signal_url_captured().emit(redirect + "?code=old");
+    older->hide();
+    EXPECT_EQ(ApplicationProbe::verifier(application), verifier);
+    EXPECT_FALSE(ApplicationProbe::redirect_captured(application));
+    EXPECT_EQ(ApplicationProbe::login_pid(application), client);
+
     ApplicationProbe::login_window(application)->hide();
     EXPECT_EQ(ApplicationProbe::login_instance(application), -1);
     EXPECT_EQ(ApplicationProbe::login_pid(application), 0);
     EXPECT_TRUE(turn_until([client] { return kill(client, 0) != 0; })) << "the client lives on";
-    EXPECT_EQ(dialog(), nullptr);
+    EXPECT_TRUE(dialogs.empty());
 }
 
 TEST_F(WebViewTest, ClientThatPrintsAnAddressAndDiesIsReported) {
-    bool reported = false;
-    const auto answers = Glib::signal_timeout().connect(
-        [&reported] {
-            if (auto* shown = dialog()) {
-                reported = secondary_text(*shown).starts_with("Login failed.\n\nExit Code: 7\n");
-                shown->response(Gtk::RESPONSE_OK);
-            }
-            return !reported;
-        },
-        10);
-    ASSERT_TRUE(sign_in_window_opens(R"({"print": ")" + authorise + R"(\n"}, {"sleep": 0.5}, {"exit": 7})"));
-    EXPECT_TRUE(turn_until([&reported] { return reported; }));
+    answer_dialogs();
+    ASSERT_TRUE(sign_in_window_opens(visit + R"({"sleep": 0.5}, {"exit": 7})"));
+    ASSERT_TRUE(dialog_was_answered());
+    EXPECT_TRUE(dialogs[0].starts_with("Login Error|Login failed.\n\nExit Code: 7\n"));
 }
 } // namespace

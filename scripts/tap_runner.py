@@ -3,8 +3,8 @@
 """Runs the unittest cases of the named files and prints TAP, one line a case, for a runner that counts them.
 
 Usage: tap_runner.py FILE...
-What the cases and their children print, and why a case failed, goes to standard error: on standard output it could be
-taken for a result.
+What the cases and their children print, and why a case failed, goes to standard error: on standard output it
+could be taken for a result.
 """
 import os
 import pathlib
@@ -31,8 +31,8 @@ class TapResult(unittest.TestResult):
         self.count += 1
         self.all_good = self.all_good and not self.problems
         skip = f" # SKIP {self.skipped_for}" if self.skipped_for and not self.problems else ""
-        print("not ok" if self.problems else "ok", self.count, "-", name.replace("#", "") + skip, file=self.out)
-        self.out.flush()
+        verdict = "not ok" if self.problems else "ok"
+        print(f"{verdict} {self.count} - {name.replace('#', '')}{skip}", file=self.out, flush=True)
         for problem in self.problems:
             print(f"{name}: {problem}", file=sys.stderr, flush=True)
         self.problems, self.skipped_for = [], None

@@ -1,0 +1,342 @@
+// SPDX-License-Identifier: MIT
+// What the window costs beside the same widgets without a program behind them. Times are processor time of
+// the main thread, so that neither other programs nor the workers count; each pair is measured turn by turn.
+#include "app/toolkit.h"
+#include "process/process_setup.h"
+#include "ui/file_row.h"
+#include "ui/skyfold.h"
+#include "ui/status_cache.h"
+
+#include <algorithm>
+#include <array>
+#include <benchmark/benchmark.h>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <glibmm/main.h>
+#include <gtkmm/icontheme.h>
+#include <gtkmm/main.h>
+#include <iostream>
+#include <memory>
+#include <unistd.h>
+#include <vector>
+
+struct SkyfoldProbe {
+    static void show_refreshed_statuses(Skyfold& window) { window.show_refreshed_statuses(); }
+};
+
+namespace {
+using Icon = Glib::RefPtr<Gdk::Pixbuf>;
+
+double thread_seconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
+}
+
+double seconds_of(const std::function<void()>& work) {
+    const auto start = thread_seconds();
+    work();
+    return thread_seconds() - start;
+}
+
+// Long enough for what is due at the next frame; waiting costs no processor time.
+void turn_for(unsigned milliseconds) {
+    bool over = false;
+    Glib::signal_timeout().connect_once([&over] { over = true; }, milliseconds);
+    while (!over)
+        Glib::MainContext::get_default()->iteration(true);
+}
+
+void turn_until_loaded() {
+    while (!is_status_cache_loaded())
+        Glib::MainContext::get_default()->iteration(true);
+    turn_for(20);
+}
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+// Every fourth entry is a folder; the files are of three kinds. Removed with the object.
+class Folder {
+  public:
+    explicit Folder(std::int64_t count) {
+        std::string pattern = (std::filesystem::temp_directory_path() / "folder-XXXXXX").string();
+        path = mkdtemp(pattern.data());
+        constexpr std::array kinds = {".odt", ".png", ".txt"};
+        for (std::int64_t number = 0; number < count; ++number) {
+            const auto name = "Entry " + std::to_string(number);
+            if (number % 4 == 3)
+                std::filesystem::create_directory(path / name);
+            else
+                std::ofstream(path / (name + kinds[static_cast<std::size_t>(number % 4)]));
+            names.push_back(number % 4 == 3 ? name : name + kinds[static_cast<std::size_t>(number % 4)]);
+        }
+    }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    Folder(Folder&&) = delete;
+    Folder& operator=(Folder&&) = delete;
+    ~Folder() { std::filesystem::remove_all(path); }
+
+    std::filesystem::path path;
+    std::vector<std::string> names;
+};
+
+// The widgets of a FileRow with the same properties, and nothing behind them.
+struct BareRow : Gtk::ListBoxRow {
+    BareRow(const Icon& icon, const std::string& name, bool even) : base_icon(icon) {
+        image.set(icon);
+        box.pack_start(image, Gtk::PACK_SHRINK, 0);
+        label.set_text(name);
+        label.set_halign(Gtk::ALIGN_START);
+        label.set_ellipsize(Pango::ELLIPSIZE_END);
+        label.set_single_line_mode(true);
+        box.pack_start(label, Gtk::PACK_EXPAND_WIDGET);
+        status.set_text("Unknown");
+        status.get_style_context()->add_class("dim-label");
+        status.set_halign(Gtk::ALIGN_END);
+        status.set_hexpand(false);
+        status.set_width_chars(12);
+        status.set_xalign(1);
+        fill_button(open, "folder-open-symbolic", "Open file location");
+        fill_button(sync, "view-refresh-symbolic", "Force Sync");
+        fill_button(toggle, "folder", "Disable Sync");
+        stack.set_transition_type(Gtk::STACK_TRANSITION_TYPE_CROSSFADE);
+        stack.set_transition_duration(150);
+        stack.add(status, "status");
+        stack.add(actions, "actions");
+        stack.set_visible_child("status");
+        box.pack_start(stack, Gtk::PACK_SHRINK, 0);
+        events.add(box);
+        add(events);
+        get_style_context()->add_class(even ? "even" : "odd");
+        show_all();
+    }
+
+    void fill_button(Gtk::Button& button, const char* icon, const char* tooltip) {
+        auto* shown = Gtk::make_managed<Gtk::Image>();
+        shown->set_from_icon_name(icon, Gtk::ICON_SIZE_BUTTON);
+        button.set_image(*shown);
+        button.set_relief(Gtk::RELIEF_NONE);
+        button.set_tooltip_text(tooltip);
+        actions.pack_start(button, Gtk::PACK_SHRINK, 0);
+    }
+
+    Icon base_icon;
+    Gtk::EventBox events;
+    Gtk::Box box{Gtk::ORIENTATION_HORIZONTAL, 10};
+    Gtk::Image image;
+    Gtk::Label label;
+    Gtk::Label status;
+    Gtk::Stack stack;
+    Gtk::Box actions{Gtk::ORIENTATION_HORIZONTAL, 5};
+    Gtk::Button open;
+    Gtk::Button sync;
+    Gtk::Button toggle;
+};
+
+struct BareWindow : Gtk::Window {
+    explicit BareWindow(const Folder& folder) {
+        set_default_size(600, 400);
+        list.set_selection_mode(Gtk::SELECTION_NONE);
+        const auto icon = Gtk::IconTheme::get_default()->load_icon("folder", 22, Gtk::IconLookupFlags{});
+        for (const auto& name : folder.names) {
+            rows.push_back(Gtk::make_managed<BareRow>(icon, name, rows.size() % 2 == 0));
+            list.append(*rows.back());
+        }
+        scrolled.add(list);
+        add(scrolled);
+        show_all_children();
+    }
+
+    Gtk::ScrolledWindow scrolled;
+    Gtk::ListBox list;
+    std::vector<BareRow*> rows;
+};
+
+std::unique_ptr<Skyfold> open_folder(const Folder& folder) {
+    return std::make_unique<Skyfold>(nullptr, folder.path.string());
+}
+
+// Runs both turn by turn, as often as the benchmark wants, and tells the middle of the ratios.
+void compare(benchmark::State& state, const std::function<double()>& ours,
+             const std::function<double()>& bare) {
+    std::vector<double> times;
+    std::vector<double> ratios;
+    for (auto _ : state) {
+        const auto time = ours();
+        const auto bare_time = bare();
+        state.SetIterationTime(time);
+        times.push_back(bare_time);
+        ratios.push_back(time / bare_time);
+    }
+    state.counters["bare_ms"] = median(times) * 1000;
+    state.counters["ratio"] = median(ratios);
+}
+
+// The frame (menu bar, status bar) is the same for every folder and is taken off on both sides.
+void list_folder(benchmark::State& state) {
+    const Folder folder(state.range(0));
+    const Folder empty(0);
+    const auto time = [](const auto& make, const Folder& over) {
+        decltype(make(over)) window;
+        const auto seconds = seconds_of([&] { window = make(over); });
+        turn_until_loaded();
+        return seconds;
+    };
+    const auto bare = [](const Folder& over) { return std::make_unique<BareWindow>(over); };
+    compare(
+        state, [&] { return time(open_folder, folder) - time(open_folder, empty); },
+        [&] { return time(bare, folder) - time(bare, empty); });
+}
+
+// A window of each kind on the screen, so that a change has its layout and drawing to pay for as well.
+struct Shown {
+    explicit Shown(std::int64_t entries) : folder(entries), ours(open_folder(folder)), bare(folder) {
+        ours->show();
+        bare.show();
+        turn_until_loaded();
+        while (seconds_of([] { turn_for(500); }) > 0.005) { // all is laid out and drawn
+        }
+    }
+
+    // Made once for all benchmarks of that size.
+    static Shown& with(std::int64_t entries) {
+        static std::unique_ptr<Shown> shown;
+        if (!shown || std::ssize(shown->folder.names) != entries) {
+            shown.reset();
+            shown = std::make_unique<Shown>(entries);
+        }
+        return *shown;
+    }
+
+    // Whatever the handler leaves to the main loop counts.
+    static double with_frame(const std::function<void()>& change) {
+        return seconds_of([&change] {
+            change();
+            turn_for(60);
+        });
+    }
+
+    Folder folder;
+    std::unique_ptr<Skyfold> ours;
+    BareWindow bare;
+    bool flip = false;
+};
+
+void set_bare(BareRow& row, const char* text) {
+    row.status.set_text(text);
+    row.image.set(row.base_icon);
+}
+
+void set_all_bare(Shown& shown, const char* text) {
+    for (auto* row : shown.bare.rows)
+        set_bare(*row, text);
+}
+
+void mark_one_row(benchmark::State& state) {
+    auto& shown = Shown::with(state.range(0));
+    const auto name = shown.folder.names[shown.folder.names.size() / 2];
+    std::vector<double> handler;
+    compare(
+        state,
+        [&] {
+            return Shown::with_frame([&] {
+                const auto line = (shown.flip ? "Downloading file: " : "Downloading: ") + name +
+                                  (shown.flip ? " ... done\n" : " ...   5%\n");
+                handler.push_back(seconds_of([&] { shown.ours->notify_sync_activity(line); }));
+                shown.flip = !shown.flip;
+            });
+        },
+        [&] {
+            return Shown::with_frame([&] {
+                set_bare(*shown.bare.rows[shown.bare.rows.size() / 2], shown.flip ? "Downloading" : "Synced");
+            });
+        });
+    state.counters["handler_ms"] = median(handler) * 1000;
+}
+
+void complete_pass(benchmark::State& state) {
+    auto& shown = Shown::with(state.range(0));
+    std::vector<double> handler;
+    compare(
+        state,
+        [&] {
+            return Shown::with_frame([&] {
+                handler.push_back(seconds_of(
+                    [&] { shown.ours->notify_sync_activity("Sync with Microsoft OneDrive is complete\n"); }));
+            });
+        },
+        [&] { return Shown::with_frame([&] { set_all_bare(shown, "Synced"); }); });
+    state.counters["handler_ms"] = median(handler) * 1000;
+}
+
+void refresh_all_rows(benchmark::State& state) {
+    auto& shown = Shown::with(state.range(0));
+    std::vector<double> handler;
+    compare(
+        state,
+        [&] {
+            return Shown::with_frame([&] {
+                handler.push_back(seconds_of([&] { SkyfoldProbe::show_refreshed_statuses(*shown.ours); }));
+            });
+        },
+        [&] { return Shown::with_frame([&] { set_all_bare(shown, "Unknown"); }); });
+    state.counters["handler_ms"] = median(handler) * 1000;
+}
+
+// By number and not by time: a pair takes seconds when there are many rows.
+void register_all() {
+    using Sizes = std::vector<std::pair<std::int64_t, int>>; // rows, pairs to measure
+    const auto add = [](const char* name, auto* function, std::int64_t rows, int pairs) {
+        benchmark::RegisterBenchmark(name, function)
+            ->ArgName("rows")
+            ->Arg(rows)
+            ->Iterations(pairs)
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
+    };
+    for (const auto& [rows, pairs] : Sizes{{100, 15}, {1000, 7}, {5000, 3}, {10'000, 3}})
+        add("list_folder", list_folder, rows, pairs);
+    for (const auto& [rows, pairs] : Sizes{{100, 15}, {1000, 7}, {10'000, 3}}) {
+        add("mark_one_row", mark_one_row, rows, pairs);
+        add("complete_pass", complete_pass, rows, pairs);
+        add("refresh_all_rows", refresh_all_rows, rows, pairs);
+    }
+}
+
+// What the program prints would mix with the results.
+void move_results_away_from_output(std::ofstream& results) {
+    results.open("/dev/fd/" + std::to_string(dup(STDOUT_FILENO)), std::ios::app);
+    dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return EXIT_FAILURE;
+    if (std::getenv("SKYFOLD_ISOLATED") == nullptr) {
+        std::cerr << "Run this through scripts/isolate.\n";
+        return EXIT_FAILURE;
+    }
+    prepare_process();
+    if (!open_display())
+        return EXIT_FAILURE;
+    Gtk::Main::init_gtkmm_internals();
+    install_style();
+    apply_toolkit_settings();
+    register_all();
+    std::ofstream results;
+    move_results_away_from_output(results);
+    benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
+    reporter.SetOutputStream(&results);
+    reporter.SetErrorStream(&std::cerr);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return EXIT_SUCCESS;
+}
