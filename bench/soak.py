@@ -353,8 +353,10 @@ def faults(samples, lost, soak, status, trouble):
         (grown != 2 * (last["lives"] - first["lives"]), f"{grown} pipe ends more"),
         (last["others"] > first["others"] + 1, "more descriptors that are no pipes"),
         (last["threads"] > first["threads"], "more threads"),
-        # A dialog costs half a KiB in the toolkit alone; twice what a life was measured to cost in all is a leak.
-        ((last["resident MiB"] - middle["resident MiB"]) * 1024 > 10 * max(100, last["lives"] - middle["lives"]),
+        # Memory fills in the first hundred lives. After that a dialog costs half a KiB in the toolkit alone; twice what
+        # a life was measured to cost in all is a leak.
+        (middle["lives"] > 100 and
+         (last["resident MiB"] - middle["resident MiB"]) * 1024 > 10 * (last["lives"] - middle["lives"]),
          "memory grows by more than 10 KiB a life"),
         (status != 0, f"the program ended with {status}"),
         (trouble, trouble),
