@@ -133,14 +133,13 @@ void FileRow::show_toggle(bool skipped) {
 
 void FileRow::set_status(const Glib::ustring& status) {
     const auto text = display_text(status.raw());
-    const bool skipped = is_skipped(text);
     if (status_shown && text.raw() == status_label.get_text().raw())
         return; // the same text set again would lay the list out again
     status_shown = true;
     status_label.set_text(text);
     if (get_mapped())
         name_for_screen_reader();
-    if (skipped != toggle_enables)
+    if (const bool skipped = is_skipped(text); skipped != toggle_enables)
         show_toggle(skipped);
     if (is_on_its_way(text))
         show_activity_icon();

@@ -10,13 +10,6 @@
 #include <gtkmm/menuitem.h>
 
 namespace {
-
-void show_state(Gtk::Switch* shown, Gtk::Label* label, bool state) {
-    if (shown != nullptr)
-        shown->set_active(state);
-    if (label != nullptr)
-        label->set_text(on_or_off(state));
-}
 // A press anywhere on the row flips its switch once; so do the keyboard and a screen reader, by activating
 // the row. The release is swallowed: it would activate the row once more and close the menu before the flip
 // is seen. Not by the switch's own activation, which waits for an animation and so for the menu to stay open.
@@ -82,6 +75,13 @@ void Skyfold::add_file_menu() {
         file_menu->append(*entry);
     }
     menu_bar.append(*file_item);
+}
+
+void Skyfold::show_state(Gtk::Switch* shown, Gtk::Label* label, bool state) {
+    if (shown != nullptr)
+        shown->set_active(state);
+    if (label != nullptr)
+        label->set_text(on_or_off(state));
 }
 
 Gtk::Switch* Skyfold::add_settings_row(const char* text, Gtk::Label*& state_label) {

@@ -97,10 +97,7 @@ bool Skyfold::on_sync_toggle_clicked(bool state) {
 }
 
 void Skyfold::set_sync_status(bool running) {
-    if (sync_switch != nullptr)
-        sync_switch->set_active(running);
-    if (sync_state_label != nullptr)
-        sync_state_label->set_text(on_or_off(running));
+    show_state(sync_switch, sync_state_label, running);
     if (!running)
         live_status_map.clear();
     status_label.set_text(running ? "Sync: Starting..." : "Sync: Stopped");

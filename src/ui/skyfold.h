@@ -132,6 +132,8 @@ class Skyfold : public Gtk::Window {
     void add_file_menu();
     Gtk::Switch* add_settings_row(const char* text, Gtk::Label*& state_label);
     void show_initial_settings();
+    /// Sets a switch and the text beside it; either may be null.
+    static void show_state(Gtk::Switch* shown, Gtk::Label* label, bool state);
 
     // ui/tray_icon.cpp
     void create_tray_icon_from_file();
