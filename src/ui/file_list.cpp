@@ -9,27 +9,37 @@
 #include <giomm/fileenumerator.h>
 #include <glibmm/miscutils.h>
 #include <gtkmm/icontheme.h>
+#include <map>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 namespace {
 constexpr int icon_size = 22; // px
 
-using Entry = Glib::RefPtr<Gio::FileInfo>;
 using Icon = Glib::RefPtr<Gdk::Pixbuf>;
+using Wanted = Glib::RefPtr<Gio::Icon>;
 
-void sort_by_name(std::vector<Entry>& entries) {
-    std::vector<std::pair<std::string, Entry>> named;
-    named.reserve(entries.size());
-    for (auto& entry : entries)
-        named.emplace_back(entry->get_name(), entry);
-    // Plain byte order, whatever the locale.
-    std::ranges::sort(named, {}, &std::pair<std::string, Entry>::first);
-    std::ranges::transform(named, entries.begin(), [](const auto& pair) { return pair.second; });
+// What of an entry its row is made from; all that the file layer tells of it is some 3 KiB.
+struct Entry {
+    std::string name; // bytes
+    Wanted icon;      // may be empty
+    bool is_folder;
+};
+
+// Folders first, then in plain byte order, whatever the locale.
+bool comes_before(const Entry& one, const Entry& other) {
+    return one.is_folder != other.is_folder ? one.is_folder : one.name < other.name;
 }
 
-bool is_folder(const Entry& entry) {
-    return entry->get_file_type() == Gio::FILE_TYPE_DIRECTORY;
+std::vector<Entry> read_folder(const std::string& path) {
+    std::vector<Entry> entries;
+    const auto found = Gio::File::create_for_path(path)->enumerate_children("*", Gio::FILE_QUERY_INFO_NONE);
+    while (const auto info = found->next_file())
+        entries.push_back(
+            {info->get_name(), info->get_icon(), info->get_file_type() == Gio::FILE_TYPE_DIRECTORY});
+    std::ranges::sort(entries, comes_before);
+    return entries;
 }
 
 // The icons of one listing: many entries share one.
@@ -37,19 +47,24 @@ class ListIcons {
   public:
     Icon find(const Entry& entry) {
         auto icon = themed(entry);
-        return icon ? icon : named(is_folder(entry) ? "folder" : "text-x-generic");
+        return icon ? icon : named(entry.is_folder ? "folder" : "text-x-generic");
     }
 
   private:
+    struct Hash {
+        std::size_t operator()(const Wanted& icon) const { return icon->hash(); }
+    };
+    struct Equal {
+        bool operator()(const Wanted& one, const Wanted& other) const { return one->equal(other); }
+    };
+
     Icon themed(const Entry& entry) {
         try {
-            const auto wanted = Glib::RefPtr<const Gio::Icon>(entry->get_icon());
-            if (!wanted)
+            if (!entry.icon)
                 return {};
-            const std::string description = wanted->to_string();
-            auto& known = by_description[description];
-            if (!known || description.empty()) { // not every icon has a description
-                const auto found = theme->lookup_icon(Glib::RefPtr<Gio::Icon>::cast_const(wanted), icon_size,
+            auto& known = by_wanted[entry.icon];
+            if (!known) {
+                const auto found = theme->lookup_icon(Glib::RefPtr<const Gio::Icon>(entry.icon), icon_size,
                                                       Gtk::ICON_LOOKUP_USE_BUILTIN);
                 if (found)
                     known = found.load_icon();
@@ -62,31 +77,17 @@ class ListIcons {
 
     // Not guarded: without even these the listing ends.
     Icon named(const char* name) {
-        auto& known = by_description[name];
+        auto& known = by_name[name];
         if (!known)
             known = theme->load_icon(name, icon_size, Gtk::IconLookupFlags{});
         return known;
     }
 
     Glib::RefPtr<Gtk::IconTheme> theme = Gtk::IconTheme::get_default();
-    std::unordered_map<std::string, Icon> by_description;
+    std::unordered_map<Wanted, Icon, Hash, Equal> by_wanted;
+    std::map<std::string_view, Icon> by_name;
 };
 } // namespace
-
-struct Skyfold::Listing {
-    std::vector<Entry> folders;
-    std::vector<Entry> files;
-    ListIcons icons;
-
-    explicit Listing(const std::string& path) {
-        const auto entries =
-            Gio::File::create_for_path(path)->enumerate_children("*", Gio::FILE_QUERY_INFO_NONE);
-        while (const auto entry = entries->next_file())
-            (is_folder(entry) ? folders : files).push_back(entry);
-        sort_by_name(folders);
-        sort_by_name(files);
-    }
-};
 
 // The keyboard's menu key or Shift+F10. The toolkit's C++ face has no such signal.
 void Skyfold::connect_row_menus() {
@@ -101,21 +102,18 @@ void Skyfold::connect_row_menus() {
 
 void Skyfold::populate_file_list(const std::string& path) {
     try {
-        Listing listing(path);
-        for (const auto* group : {&listing.folders, &listing.files}) {
-            for (const auto& entry : *group)
-                append_row(entry, path, listing);
-        }
+        ListIcons icons;
+        for (const auto& entry : read_folder(path))
+            append_row(path, entry.name, icons.find(entry));
         style_list_box_rows();
     } catch (const Glib::Exception& error) {
         print_error("Error populating tree view: " + error.what().raw());
     }
 }
 
-void Skyfold::append_row(const Glib::RefPtr<Gio::FileInfo>& info, const std::string& folder,
-                         Listing& listing) {
-    const auto name = info->get_name();
-    auto* row = Gtk::make_managed<FileRow>(listing.icons.find(info), name, get_file_sync_status(name),
+void Skyfold::append_row(const std::string& folder, const std::string& name,
+                         const Glib::RefPtr<Gdk::Pixbuf>& icon) {
+    auto* row = Gtk::make_managed<FileRow>(icon, name, get_file_sync_status(name),
                                            Glib::build_filename(folder, name));
     row->signal_open_location.connect(sigc::mem_fun(*this, &Skyfold::on_open_location_clicked));
     row->signal_force_sync.connect(sigc::mem_fun(*this, &Skyfold::force_sync_file));

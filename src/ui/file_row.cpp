@@ -32,18 +32,26 @@ bool is_on_its_way(const Glib::ustring& status) {
     return std::ranges::find(on_its_way, std::string_view(status.raw())) != on_its_way.end();
 }
 
-// The tooltip is the only text of such a button, so a screen reader gets it as the name.
+// The tooltip is the only text of such a button, so a screen reader gets it as the name: from here while
+// the button is on the screen, else when it is about to be.
 void set_icon_button_text(Gtk::Button& button, const char* text) {
     button.set_tooltip_text(text);
     if (button.get_mapped())
         button.get_accessible()->set_name(text);
 }
 
-void make_icon_button(Gtk::Button& button, const char* icon, const char* text) {
+// As the button's own image it would cost half of a row's time: for the gap to a text that is not there, the
+// toolkit looks up the style of every button and puts two boxes around the image.
+Gtk::Image* make_icon_button(Gtk::Button& button) {
     auto* image = Gtk::make_managed<Gtk::Image>();
-    image->set_from_icon_name(icon, Gtk::ICON_SIZE_BUTTON);
-    button.set_image(*image);
+    button.add(*image);
+    button.get_style_context()->add_class("image-button"); // themes make these narrower
     button.set_relief(Gtk::RELIEF_NONE);
+    return image;
+}
+
+void make_icon_button(Gtk::Button& button, const char* icon, const char* text) {
+    make_icon_button(button)->set_from_icon_name(icon, Gtk::ICON_SIZE_BUTTON);
     set_icon_button_text(button, text);
 }
 } // namespace
@@ -100,17 +108,10 @@ void FileRow::build_buttons() {
     open_button.signal_clicked().connect([this] { signal_open_location.emit(full_path); });
     make_icon_button(sync_button, "view-refresh-symbolic", "Force Sync");
     sync_button.signal_clicked().connect([this] { signal_force_sync.emit(full_path); });
-    toggle_button.set_image(*Gtk::make_managed<Gtk::Image>());
-    toggle_button.set_relief(Gtk::RELIEF_NONE);
+    make_icon_button(toggle_button);
     toggle_button.signal_clicked().connect(sigc::mem_fun(*this, &FileRow::on_toggle_clicked));
     for (auto* button : {&open_button, &sync_button, &toggle_button})
         action_box.pack_start(*button, Gtk::PACK_SHRINK, 0);
-    action_box.signal_map().connect(sigc::mem_fun(*this, &FileRow::name_buttons));
-}
-
-void FileRow::name_buttons() {
-    for (auto* button : {&open_button, &sync_button, &toggle_button})
-        button->get_accessible()->set_name(button->get_tooltip_text());
 }
 
 void FileRow::build_stack() {
@@ -124,7 +125,7 @@ void FileRow::build_stack() {
 
 void FileRow::show_toggle(bool skipped) {
     toggle_enables = skipped;
-    auto* image = dynamic_cast<Gtk::Image*>(toggle_button.get_image());
+    auto* image = dynamic_cast<Gtk::Image*>(toggle_button.get_child());
     if (image == nullptr)
         return;
     image->set_from_icon_name(skipped ? "emblem-prohibited" : "folder", Gtk::ICON_SIZE_BUTTON);
@@ -223,8 +224,11 @@ bool FileRow::on_hover_timeout() {
 }
 
 void FileRow::show_actions() {
-    if (hovered)
-        action_stack.set_visible_child("actions");
+    if (!hovered)
+        return;
+    for (auto* button : {&open_button, &sync_button, &toggle_button})
+        button->get_accessible()->set_name(button->get_tooltip_text());
+    action_stack.set_visible_child("actions");
 }
 
 void FileRow::hide_actions() {

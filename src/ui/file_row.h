@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// // One row of the file list: icon, name and status, which gives way to three buttons while the pointer
+// One row of the file list: icon, name and status, which gives way to three buttons while the pointer
 // rests on it; the keyboard has a menu of the same (Shift+F10). A row does no work itself; its signals carry
 // the full path to the window.
 #pragma once
@@ -26,7 +26,7 @@ class FileRow : public Gtk::ListBoxRow {
     ~FileRow() override;
 
     /// Shows any text. One that contains "Skipped" turns the toggle to "Enable Sync"; the four words of an
-    /// entry on /// its way, exactly, change the row's icon. Main thread only.
+    /// entry on its way, exactly, change the row's icon. Main thread only.
     void set_status(const Glib::ustring& status);
 
     /// Shows the three actions as a menu: the buttons are out of reach without a pointer.
@@ -48,7 +48,6 @@ class FileRow : public Gtk::ListBoxRow {
     void build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
                       const Glib::ustring& status);
     void build_buttons();
-    void name_buttons();
     void build_stack();
     void show_toggle(bool skipped);
     void name_for_screen_reader();

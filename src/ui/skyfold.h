@@ -9,7 +9,6 @@
 
 #include <array>
 #include <gdkmm/pixbuf.h>
-#include <giomm/file.h>
 #include <gtkmm/accelgroup.h>
 #include <gtkmm/box.h>
 #include <gtkmm/label.h>
@@ -116,7 +115,6 @@ class Skyfold : public Gtk::Window {
     friend struct SkyfoldProbe; // the tests' way in
 
     class ActivityOnWindow;
-    struct Listing;
 
     // ui/skyfold.cpp
     void build_list_area();
@@ -125,7 +123,8 @@ class Skyfold : public Gtk::Window {
 
     // ui/file_list.cpp
     void connect_row_menus();
-    void append_row(const Glib::RefPtr<Gio::FileInfo>& info, const std::string& folder, Listing& listing);
+    void append_row(const std::string& folder, const std::string& name,
+                    const Glib::RefPtr<Gdk::Pixbuf>& icon);
     void show_refreshed_statuses();
 
     // ui/menu_bar.cpp
