@@ -8,6 +8,7 @@
 #include "base/files.h"
 #include "base/print.h"
 #include "process/main_loop.h"
+#include "process/shared_library.h"
 #include "ui/dialogs.h"
 
 #include <glibmm/refptr.h>
@@ -24,25 +25,48 @@ struct Release {
 template<typename T>
 using Owned = std::unique_ptr<T, Release>;
 
-Owned<SoupMessage> make_token_message(const std::string& origin, const std::string& body) {
-    Owned<SoupMessage> message(soup_message_new("POST", (origin + std::string(token_path)).c_str()));
+// What one request takes of libsoup, which brings a dozen libraries along and is used once in an account's
+// life.
+struct Soup {
+    SharedLibrary library{"libsoup-3.0.so.0"};
+    decltype(soup_session_new)* session_new = nullptr;
+    decltype(soup_session_send_and_read)* session_send_and_read = nullptr;
+    decltype(soup_message_new)* message_new = nullptr;
+    decltype(soup_message_set_request_body_from_bytes)* message_set_body = nullptr;
+    decltype(soup_message_get_status)* message_get_status = nullptr;
+
+    Soup() {
+        library.find(session_new, "soup_session_new");
+        library.find(session_send_and_read, "soup_session_send_and_read");
+        library.find(message_new, "soup_message_new");
+        library.find(message_set_body, "soup_message_set_request_body_from_bytes");
+        library.find(message_get_status, "soup_message_get_status");
+    }
+};
+
+Owned<SoupMessage> make_token_message(const Soup& soup, const std::string& origin, const std::string& body) {
+    Owned<SoupMessage> message(soup.message_new("POST", (origin + std::string(token_path)).c_str()));
     if (message) {
         const Owned<GBytes> bytes(g_bytes_new(body.data(), body.size()));
-        soup_message_set_request_body_from_bytes(message.get(), "application/x-www-form-urlencoded",
-                                                 bytes.get());
+        soup.message_set_body(message.get(), "application/x-www-form-urlencoded", bytes.get());
     }
     return message;
 }
 } // namespace
 
 TokenReply post_token_request(const std::string& origin, const std::string& body) {
-    const Owned<SoupSession> session(soup_session_new());
-    const auto message = make_token_message(origin, body);
+    static const Soup soup;
+    if (!soup.library.is_complete()) {
+        print_error("ERROR: libsoup could not be loaded: " + soup.library.error());
+        return {};
+    }
+    const Owned<SoupSession> session(soup.session_new());
+    const auto message = make_token_message(soup, origin, body);
     if (!message)
         return {};
-    const Owned<GBytes> bytes(soup_session_send_and_read(session.get(), message.get(), nullptr, nullptr));
+    const Owned<GBytes> bytes(soup.session_send_and_read(session.get(), message.get(), nullptr, nullptr));
     TokenReply reply;
-    reply.status = soup_message_get_status(message.get());
+    reply.status = soup.message_get_status(message.get());
     if (bytes) {
         gsize size = 0;
         const auto* data = static_cast<const char*>(g_bytes_get_data(bytes.get(), &size));

@@ -11,6 +11,6 @@ struct TokenReply {
 };
 
 /// Posts `body` to the token endpoint below `origin` (scheme and host). Blocks the calling thread, any thread
-/// may call. A transport error is not reported: it shows as
-/// status 0, or as an empty text where it came after the status.
+/// may call. A transport error is not reported: it shows as status 0, or as an empty text where it came after
+/// the status. So does a libsoup that cannot be loaded, which is printed as well.
 TokenReply post_token_request(const std::string& origin, const std::string& body);
