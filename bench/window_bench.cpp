@@ -2,6 +2,7 @@
 // What the window costs beside the same widgets without a program behind them. Times are processor time of
 // the main thread, so that neither other programs nor the workers count; each pair is measured turn by turn.
 #include "app/toolkit.h"
+#include "bare_row.h"
 #include "process/process_setup.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
@@ -15,6 +16,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <giomm/file.h>
 #include <glibmm/main.h>
 #include <gtkmm/icontheme.h>
 #include <gtkmm/main.h>
@@ -28,8 +30,6 @@ struct SkyfoldProbe {
 };
 
 namespace {
-using Icon = Glib::RefPtr<Gdk::Pixbuf>;
-
 double thread_seconds() {
     timespec now{};
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
@@ -87,59 +87,6 @@ class Folder {
     std::vector<std::string> names;
 };
 
-// The widgets of a FileRow with the same properties, and nothing behind them.
-struct BareRow : Gtk::ListBoxRow {
-    BareRow(const Icon& icon, const std::string& name, bool even) : base_icon(icon) {
-        image.set(icon);
-        box.pack_start(image, Gtk::PACK_SHRINK, 0);
-        label.set_text(name);
-        label.set_halign(Gtk::ALIGN_START);
-        label.set_ellipsize(Pango::ELLIPSIZE_END);
-        label.set_single_line_mode(true);
-        box.pack_start(label, Gtk::PACK_EXPAND_WIDGET);
-        status.set_text("Unknown");
-        status.get_style_context()->add_class("dim-label");
-        status.set_halign(Gtk::ALIGN_END);
-        status.set_hexpand(false);
-        status.set_width_chars(12);
-        status.set_xalign(1);
-        fill_button(open, "folder-open-symbolic", "Open file location");
-        fill_button(sync, "view-refresh-symbolic", "Force Sync");
-        fill_button(toggle, "folder", "Disable Sync");
-        stack.set_transition_type(Gtk::STACK_TRANSITION_TYPE_CROSSFADE);
-        stack.set_transition_duration(150);
-        stack.add(status, "status");
-        stack.add(actions, "actions");
-        stack.set_visible_child("status");
-        box.pack_start(stack, Gtk::PACK_SHRINK, 0);
-        events.add(box);
-        add(events);
-        get_style_context()->add_class(even ? "even" : "odd");
-        show_all();
-    }
-
-    void fill_button(Gtk::Button& button, const char* icon, const char* tooltip) {
-        auto* shown = Gtk::make_managed<Gtk::Image>();
-        shown->set_from_icon_name(icon, Gtk::ICON_SIZE_BUTTON);
-        button.set_image(*shown);
-        button.set_relief(Gtk::RELIEF_NONE);
-        button.set_tooltip_text(tooltip);
-        actions.pack_start(button, Gtk::PACK_SHRINK, 0);
-    }
-
-    Icon base_icon;
-    Gtk::EventBox events;
-    Gtk::Box box{Gtk::ORIENTATION_HORIZONTAL, 10};
-    Gtk::Image image;
-    Gtk::Label label;
-    Gtk::Label status;
-    Gtk::Stack stack;
-    Gtk::Box actions{Gtk::ORIENTATION_HORIZONTAL, 5};
-    Gtk::Button open;
-    Gtk::Button sync;
-    Gtk::Button toggle;
-};
-
 struct BareWindow : Gtk::Window {
     explicit BareWindow(const Folder& folder) {
         set_default_size(600, 400);
@@ -179,6 +126,15 @@ void compare(benchmark::State& state, const std::function<double()>& ours,
     state.counters["ratio"] = median(ratios);
 }
 
+// What the toolkit's file layer takes to tell of every entry what the list asks for.
+double read_folder(const Folder& folder) {
+    return seconds_of([&folder] {
+        const auto entries = Gio::File::create_for_path(folder.path)->enumerate_children("*");
+        while (entries->next_file()) {
+        }
+    });
+}
+
 // The frame (menu bar, status bar) is the same for every folder and is taken off on both sides.
 void list_folder(benchmark::State& state) {
     const Folder folder(state.range(0));
@@ -190,9 +146,14 @@ void list_folder(benchmark::State& state) {
         return seconds;
     };
     const auto bare = [](const Folder& over) { return std::make_unique<BareWindow>(over); };
+    std::vector<double> read;
     compare(
         state, [&] { return time(open_folder, folder) - time(open_folder, empty); },
-        [&] { return time(bare, folder) - time(bare, empty); });
+        [&] {
+            read.push_back(read_folder(folder));
+            return time(bare, folder) - time(bare, empty);
+        });
+    state.counters["read_ms"] = median(read) * 1000;
 }
 
 // A window of each kind on the screen, so that a change has its layout and drawing to pay for as well.
@@ -261,33 +222,27 @@ void mark_one_row(benchmark::State& state) {
     state.counters["handler_ms"] = median(handler) * 1000;
 }
 
-void complete_pass(benchmark::State& state) {
+void change_all_rows(benchmark::State& state, const std::function<void(Skyfold&)>& change, const char* text) {
     auto& shown = Shown::with(state.range(0));
     std::vector<double> handler;
     compare(
         state,
         [&] {
-            return Shown::with_frame([&] {
-                handler.push_back(seconds_of(
-                    [&] { shown.ours->notify_sync_activity("Sync with Microsoft OneDrive is complete\n"); }));
-            });
+            return Shown::with_frame([&] { handler.push_back(seconds_of([&] { change(*shown.ours); })); });
         },
-        [&] { return Shown::with_frame([&] { set_all_bare(shown, "Synced"); }); });
+        [&] { return Shown::with_frame([&] { set_all_bare(shown, text); }); });
     state.counters["handler_ms"] = median(handler) * 1000;
 }
 
+void complete_pass(benchmark::State& state) {
+    const auto complete = [](Skyfold& window) {
+        window.notify_sync_activity("Sync with Microsoft OneDrive is complete\n");
+    };
+    change_all_rows(state, complete, "Synced");
+}
+
 void refresh_all_rows(benchmark::State& state) {
-    auto& shown = Shown::with(state.range(0));
-    std::vector<double> handler;
-    compare(
-        state,
-        [&] {
-            return Shown::with_frame([&] {
-                handler.push_back(seconds_of([&] { SkyfoldProbe::show_refreshed_statuses(*shown.ours); }));
-            });
-        },
-        [&] { return Shown::with_frame([&] { set_all_bare(shown, "Unknown"); }); });
-    state.counters["handler_ms"] = median(handler) * 1000;
+    change_all_rows(state, SkyfoldProbe::show_refreshed_statuses, "Unknown");
 }
 
 // By number and not by time: a pair takes seconds when there are many rows.
