@@ -61,3 +61,44 @@ compile() {
   fi
   PATH=$system_path ninja -C "$build_dir" -j "$(nproc)" "$@"
 }
+
+# The rest is for scripts that show the program.
+
+said=/dev/null # where such a script keeps what the program prints
+
+# put BYTES PATH...: files of that size.
+put() {
+  local size=$1 path
+  shift
+  for path; do
+    mkdir -p "$(dirname "$path")"
+    head -c "$size" /dev/zero >"$path"
+  done
+}
+
+# within SECONDS COMMAND...: waits until the command succeeds, and dies where it does not.
+within() {
+  local turns=$(($1 * 10))
+  shift
+  until "$@" >/dev/null; do
+    [ $((turns -= 1)) -gt 0 ] || die "waited in vain: $*; the last lines: $(tail -n 20 "$said")"
+    sleep 0.1
+  done
+}
+
+said_that() { grep -q "$1" "$said"; }
+shown() { xdotool search --onlyvisible "$@"; }
+
+# The pointer goes out of the way. Until the window opens, the icon is all that shows under the program's name.
+click_on_icon() {
+  within 20 said_that "Tray icon setup complete"
+  xdotool mousemove --window "$(shown --classname '^skyfold$' | head -n 1)" 8 8 click 1 mousemove 0 9999
+}
+
+# have_tray: starts a notification area where there is none.
+have_tray() {
+  "$root/scripts/x11" has-tray && return
+  trayer --edge top --align right --widthtype request --heighttype pixel --height 28 --SetDockType true \
+    >"$SKYFOLD_ISOLATED/trayer.log" 2>&1 &
+  within 10 "$root/scripts/x11" has-tray
+}
