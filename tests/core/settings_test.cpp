@@ -37,13 +37,10 @@ TEST(Settings, FileThatCannotBeOpenedIsReportedAndSurvived) {
     std::filesystem::remove(home.file(".config/skyfold"));
     home.write(".config/skyfold", "a file where the folder should be");
     testing::internal::CaptureStderr();
-    const ConfigManager config;
-    const auto unwritable =
-        "Error: Could not open config file for writing: " + home.file(settings_file) + "\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Error: Could not create config file: " + home.file(settings_file) + "\n" + unwritable +
-                  unwritable);
-    EXPECT_EQ(config.get("autostart"), "true");
+    EXPECT_EQ(ConfigManager().get("autostart"), "true");
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "\nError: Could not open config file for writing: " + home.file(settings_file) + "\n"),
+              std::string::npos);
 }
 
 TEST(Autostart, EntryHasItsEightLinesAndIsRemovedQuietly) {

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ui/status_dump.h"
 
-#include "process/shell_command.h"
 #include "test_files.h"
-#include "ui/shell_quote.h"
 #include "ui/skip_dir.h"
 
 #include <gtest/gtest.h>
@@ -88,14 +86,5 @@ TEST(SkipDir, EditsOneLineAndNoOther) {
     for (const auto& [before, edit, after] : cases)
         EXPECT_EQ(edit_list(before, "skip_dir", edit + 1, *edit == '+'), after)
             << edit << " in " << testing::PrintToString(before);
-}
-
-TEST(ShellQuote, TheShellReadsBackWhatWasQuoted) {
-    EXPECT_EQ(inside_double_quotes("/a b/plain-name.txt"), "/a b/plain-name.txt");
-    for (const std::string name :
-         {"$(touch x)", "`touch x`", "a\"b", "a\\b", "a'b", "a\nb", "-rf", "$HOME", "!x;&|*"}) {
-        EXPECT_EQ(run_shell_command("printf %s \"" + inside_double_quotes(name) + "\""), name);
-        EXPECT_EQ(run_shell_command("printf %s '" + inside_single_quotes(name) + "'"), name);
-    }
 }
 } // namespace

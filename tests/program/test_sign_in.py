@@ -48,7 +48,7 @@ mount --bind authority /etc/ssl/certs/ca-certificates.crt"""
 class Answer(http.server.BaseHTTPRequestHandler):
     def do_GET(self):
         body = self.rfile.read(int(self.headers.get("Content-Length", 0))).decode()
-        self.server.seen.append((self.command, self.path, self.headers["Content-Type"], body))
+        self.server.seen.append((self.command, self.path, dict(self.headers), body))
         status, text, location = self.server.answers.get(self.path.partition("?")[0], (404, "", ""))
         self.send_response(status)
         self.send_header("Content-Type", "text/html")
@@ -93,8 +93,9 @@ class SignInTest(DrivenProgram):
         """One token request, which fits the address that the page was asked for, escape by escape."""
         address = next(path for _, path, _, _ in seen if path.startswith(AUTHORISE))
         asked = dict(pair.split("=") for pair in address.partition("?")[2].split("&"))
-        [(path, kind, body)] = [rest for command, *rest in seen if command == "POST"]
-        self.assertEqual((path, kind), (TOKEN, "application/x-www-form-urlencoded"))
+        [(path, headers, body)] = [rest for command, *rest in seen if command == "POST"]
+        self.assertEqual((path, headers["Content-Type"]), (TOKEN, "application/x-www-form-urlencoded"))
+        self.assertFalse({"User-Agent", "Accept", "Cookie", "Authorization"} & set(headers))
         head, verifier = body.rsplit("=", 1)
         self.assertEqual(head, f"client_id={asked['client_id']}&grant_type=authorization_code&code={quote(CODE, safe='')}"
                                f"&redirect_uri={quote(asked['redirect_uri'], safe='')}&code_verifier")

@@ -63,8 +63,6 @@ struct ApplicationProbe {
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
-    static auto& autostart_switch(Skyfold& window) { return *window.autostart_switch; }
-    static auto& notifications_switch(Skyfold& window) { return *window.notifications_switch; }
     static Glib::ustring sync_state(Skyfold& window) { return window.sync_state_label->get_text(); }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
     static FileRow& row(Skyfold& window, const std::string& name) {

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The conversation with the client up to the sign-in window, and what its end leads to.
+#include "auth/token_exchange.h"
 #include "harness.h"
-
-#include <csignal>
 
 namespace {
 class SignInTest : public ShellTest {
@@ -12,28 +11,6 @@ class SignInTest : public ShellTest {
         return turn_until([&] { return std::filesystem::exists(home.file(name)); });
     }
 };
-
-TEST_F(SignInTest, ClientThatIsSignedInLeadsToTheSettings) {
-    expect_calls(login_call("--display-quota", R"({"sleep": 0.2}, {"write": {"path":
-        "{home}/.config/onedrive/refresh_token", "text": "t"}}, {"exit": 0})"));
-    application.start_login_process(false);
-    EXPECT_EQ(ApplicationProbe::login_window(application)->get_title(), "Skyfold");
-    ASSERT_TRUE(reaches("Configure Sync Directory"));
-    EXPECT_EQ(ApplicationProbe::config(application).get("is_logged_in"), "true");
-    EXPECT_TRUE(dialogs.empty());
-}
-
-TEST_F(SignInTest, TokenThatWasSavedEndsTheClientAndLeadsToTheSettings) {
-    expect_calls(login_call("--display-quota", R"({"touch": "{home}/up"}, {"hang": true})", "true"));
-    application.start_login_process(false);
-    ASSERT_TRUE(client_reaches("up"));
-    const int client = ApplicationProbe::login_pid(application);
-    ApplicationProbe::on_token_saved(application, ApplicationProbe::login_instance(application));
-    ASSERT_TRUE(reaches("Configure Sync Directory"));
-    EXPECT_TRUE(turn_until([client] { return kill(client, 0) != 0; })) << "the client lives on";
-    turn_for(0.1);
-    EXPECT_TRUE(dialogs.empty()) << "the end of the client was the program's own doing";
-}
 
 TEST_F(SignInTest, SuccessWithoutATokenIsAFailure) {
     expect_calls(login_call("--display-quota", R"({"print": "all is well"}, {"print_b64": "AP8="})"));
@@ -82,6 +59,13 @@ TEST_F(SignInTest, RedirectWithoutACodeIsReported) {
         application.do_token_exchange("https://login.microsoftonline.com/x?" + query, 1);
         ASSERT_TRUE(dialog_was_answered());
         EXPECT_EQ(dialogs[0], "Login Error|Could not extract authorization code from redirect URL.");
+    }
+}
+
+TEST_F(SignInTest, NoAnswerIsStatusZero) {
+    for (const char* origin : {"http://127.0.0.1:1", "not an address"}) {
+        const auto reply = post_token_request(origin, "x");
+        EXPECT_TRUE(reply.status == 0 && reply.text.empty()) << origin;
     }
 }
 } // namespace

@@ -110,15 +110,4 @@ TEST_F(SupervisorTest, LateEndOfAStoppedChildLeavesItsSuccessorAlone) {
     EXPECT_TRUE(ApplicationProbe::watch(application).connected());
     EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
 }
-
-TEST_F(SupervisorTest, DaemonStartsWithoutAWindow) {
-    application.set_daemon_mode(true);
-    testing::internal::CaptureStderr();
-    expect_monitor(R"({"exit": 5})");
-    ASSERT_TRUE(turn_until(dialog));
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("ERROR: Sync process exited with code 5\n"),
-              std::string::npos);
-    EXPECT_EQ(ApplicationProbe::main_window(application), nullptr);
-    dialog()->response(Gtk::RESPONSE_OK);
-}
 } // namespace

@@ -23,10 +23,6 @@ class WebViewTest : public ShellTest {
         application.start_login_process(reauth);
         return reaches("OneDrive Login");
     }
-    bool sign_in_window_opens(const std::string& steps) {
-        expect_calls(login_call("--display-quota", steps, "true"));
-        return sign_in_window_opens(false);
-    }
 };
 
 TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
@@ -61,17 +57,6 @@ TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
     EXPECT_EQ(failed_loads, 0) << "the redirect's page was asked for";
 }
 
-TEST_F(WebViewTest, AddressWithAChallengeIsHandedBackToTheClient) {
-    home.write(".config/onedrive/refresh_token", "t");
-    ASSERT_TRUE(sign_in_window_opens(R"({"print": "Visit )" + authorise +
-                                     R"(&code_challenge=c\n\n: ", "cut": [20]},
-        {"stdin": ")" + redirect + R"(?code=x\n"}, {"exit": 0})"));
-    EXPECT_EQ(ApplicationProbe::verifier(application), "");
-    application.on_auth_response_url_captured(" " + redirect + "?code=x\r\n");
-    application.on_auth_response_url_captured(redirect + "?code=second"); // only the first counts
-    ASSERT_TRUE(reaches("Configure Sync Directory"));
-}
-
 TEST_F(WebViewTest, OlderWindowCountsNoMoreAndClosingTheNewerOneEndsItsClient) {
     const auto steps = visit + R"({"hang": true})";
     answer_dialogs();
@@ -96,12 +81,5 @@ TEST_F(WebViewTest, OlderWindowCountsNoMoreAndClosingTheNewerOneEndsItsClient) {
     EXPECT_EQ(ApplicationProbe::login_pid(application), 0);
     EXPECT_TRUE(turn_until([client] { return kill(client, 0) != 0; })) << "the client lives on";
     EXPECT_TRUE(dialogs.empty());
-}
-
-TEST_F(WebViewTest, ClientThatPrintsAnAddressAndDiesIsReported) {
-    answer_dialogs();
-    ASSERT_TRUE(sign_in_window_opens(visit + R"({"sleep": 0.5}, {"exit": 7})"));
-    ASSERT_TRUE(dialog_was_answered());
-    EXPECT_TRUE(dialogs[0].starts_with("Login Error|Login failed.\n\nExit Code: 7\n"));
 }
 } // namespace

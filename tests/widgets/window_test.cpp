@@ -136,21 +136,6 @@ TEST_F(WindowTest, OutsideProgramsGetEachNameAsItIs) {
                                       "|");
 }
 
-TEST_F(WindowTest, SwitchesFlipThePreferences) {
-    ApplicationProbe::config(application).set("notifications_enabled", "FALSE");
-    const auto window = make_window();
-    EXPECT_TRUE(SkyfoldProbe::notifications_switch(*window).get_active()) << "only \"false\" turns them off";
-    EXPECT_FALSE(std::filesystem::exists(entry)) << "nothing was toggled";
-    SkyfoldProbe::autostart_switch(*window).activate();
-    EXPECT_FALSE(application.is_autostart_enabled());
-    window->set_autostart_status(true); // not guarded: the handler flips the preference back
-    EXPECT_TRUE(application.is_autostart_enabled() && std::filesystem::exists(entry));
-    SkyfoldProbe::sync_switch(*window).activate(); // no folder is set: the switch stays on all the same
-    EXPECT_EQ(SkyfoldProbe::sync_state(*window), "ON");
-    EXPECT_FALSE(application.is_sync_running());
-    EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
-}
-
 TEST_F(WindowTest, RowShowsItsStatusOnButtonAndIcon) {
     const auto icon = Gdk::Pixbuf::create(Gdk::COLORSPACE_RGB, true, 8, 22, 22);
     FileRow row(icon, "n\xFF", "Was Skipped once", "/x/n\xFF");
