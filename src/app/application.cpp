@@ -6,6 +6,7 @@
 #include "process/client_locator.h"
 #include "process/main_loop.h"
 #include "process/process_setup.h"
+#include "ui/dialogs.h"
 #include "ui/settings_window.h"
 #include "ui/skyfold.h"
 
@@ -49,14 +50,19 @@ void Application::on_startup() {
 }
 
 // The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. A second signal
-// ends the program at once, should a dialog be in the way of the first.
+// ends the program at once, should the first be of no use.
 void Application::quit_on_signals() {
     const auto quit_once = +[](gpointer application) -> gboolean {
+        close_dialogs();
         static_cast<Application*>(application)->quit();
         return G_SOURCE_REMOVE;
     };
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-        g_unix_signal_add(signal, quit_once, this);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction inherited {};
+        sigaction(signal, nullptr, &inherited);
+        if (inherited.sa_handler != SIG_IGN) // nohup wants the end of the session survived
+            g_unix_signal_add(signal, quit_once, this);
+    }
 }
 
 void Application::on_activate() {

@@ -105,7 +105,7 @@ class Application : public Gtk::Application {
     void on_sync_output(SyncLaunch& launch, const std::string& chunk);
     void on_sync_exit(const SyncLaunch& launch, int exit_code);
     void continue_after_sync(const SyncLaunch& launch, SyncEnd end);
-    void report_sync_end(SyncEnd end, int exit_code, const std::string& output);
+    static void report_sync_end(SyncEnd end, int exit_code);
     void show_sync_error(int exit_code, const std::string& output);
     void show_sync_running(const std::string& sync_dir);
     void report_failed_launch();

@@ -11,7 +11,9 @@
 /// Starts `/bin/sh -c command`. Call on the main loop's thread.
 ///
 /// `on_output` gets each chunk of standard output and error (bytes, at most 4096, never empty) on the main
-/// loop. /// `on_exit` gets the exit status, or -1 for a child ended by a signal, once and on a thread of its
+/// loop.
+///
+/// `on_exit` gets the exit status, or -1 for a child ended by a signal, once and on a thread of its
 /// own (on the main loop's where no thread can be made); the last chunk may arrive after it. The last three
 /// may be null: `stdin_channel` receives an unbuffered channel to the child's standard input, `pid` the
 /// child's id, `watch` the connection of the output watch.

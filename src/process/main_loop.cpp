@@ -13,7 +13,7 @@
 namespace {
 struct PostedTask {
     std::function<void()> run;
-    // // Always true when the task runs. The main loop's own lock orders the hand-over already; this one is
+    // Always true when the task runs. The main loop's own lock orders the hand-over already; this one is
     // visible to ThreadSanitizer too, which does not see into GLib.
     std::atomic<bool> handed_over{false};
 };

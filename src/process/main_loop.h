@@ -11,9 +11,9 @@ void post_to_main_loop(std::function<void()> task);
 /// The same at the default idle priority (200).
 void post_when_idle(std::function<void()> task);
 
-/// /// Runs `body` on a detached thread of its own, which must own all that it uses. An exception that leaves
+/// Runs `body` on a detached thread of its own, which must own all that it uses. An exception that leaves
 /// the body is printed and ends there. False, with a printed line, when no thread can be made.
-[[nodiscard]] bool start_worker(std::function<void()> body);
+bool start_worker(std::function<void()> body);
 
 /// Runs `task` here; an exception that leaves it is printed and ends there. For handlers that others call.
 void run_guarded(const std::function<void()>& task);

@@ -16,10 +16,10 @@ void Skyfold::on_remove_account() {
     const auto folder = app != nullptr ? app->get_sync_dir() : std::string();
     const auto files = make_question_dialog(*this, "Do you also want to delete the local OneDrive files?",
                                             folder.empty() ? "" : "This will permanently delete: " + folder);
-    const bool delete_files = files->run() == Gtk::RESPONSE_YES; // closing it keeps them
+    const int answer = files->run();
     files->hide();
-    if (app != nullptr)
-        app->remove_account(delete_files);
+    if (app != nullptr && answer != Gtk::RESPONSE_NONE)   // the program quits before there was an answer
+        app->remove_account(answer == Gtk::RESPONSE_YES); // closing it keeps them
 }
 
 void Application::remove_account(bool delete_local_files) {

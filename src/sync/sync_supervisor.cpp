@@ -124,8 +124,12 @@ void Application::on_sync_exit(const SyncLaunch& launch, int exit_code) {
             print_line("DEBUG: A newer sync process runs, ignoring what the older one asked for");
         return;
     }
-    report_sync_end(end, exit_code, launch.output);
-    if (newest && main_window != nullptr)
+    report_sync_end(end, exit_code);
+    if (!newest) // the start of the newer one would have taken a dialog away again
+        return;
+    if (end == SyncEnd::failed && dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
+        show_sync_error(exit_code, launch.output);
+    if (main_window != nullptr)
         main_window->set_sync_status(false);
 }
 
@@ -142,16 +146,13 @@ void Application::continue_after_sync(const SyncLaunch& launch, SyncEnd end) {
     start_login_process(true);
 }
 
-void Application::report_sync_end(SyncEnd end, int exit_code, const std::string& output) {
-    if (end == SyncEnd::stopped) {
+void Application::report_sync_end(SyncEnd end, int exit_code) {
+    if (end == SyncEnd::stopped)
         print_line("OneDrive sync process stopped.");
-    } else if (end == SyncEnd::clean) {
+    else if (end == SyncEnd::clean)
         print_line("OneDrive sync process exited cleanly.");
-    } else {
+    else
         print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
-        if (dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
-            show_sync_error(exit_code, output);
-    }
 }
 
 // In daemon mode, too: a sync that has ended must not go unseen.
@@ -163,7 +164,8 @@ void Application::show_sync_error(int exit_code, const std::string& output) {
                               std::to_string(exit_code) + "\n<b>Output:</b>\n" + output);
     auto* shown = dialog.release(); // deletes itself when it is hidden
     shown->signal_response().connect([this, shown](int /*response*/) {
-        login_window = main_window;
+        if (login_window == shown) // else a sign-in or a newer start came meanwhile
+            login_window = main_window;
         shown->hide();
     });
     shown->signal_hide().connect(
@@ -201,7 +203,9 @@ void Application::toggle_sync() {
         return;
     config.set("sync_enabled", "true");
     post_when_idle([this, sync_dir] {
-        if (m_sync_process_pid == none)
+        // Its start would end the client of a sign-in, which the end of the last sync may have asked for
+        // meanwhile.
+        if (m_sync_process_pid == none && login_pid == none)
             on_sync_started(sync_dir);
     });
 }

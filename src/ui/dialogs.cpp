@@ -92,6 +92,14 @@ std::unique_ptr<Gtk::MessageDialog> make_error_dialog(Gtk::Window* parent, const
     return dialog;
 }
 
+void close_dialogs() {
+    for (auto* window : Gtk::Window::list_toplevels()) {
+        auto* dialog = dynamic_cast<Gtk::Dialog*>(window);
+        if (dialog != nullptr && dialog->get_visible())
+            dialog->response(Gtk::RESPONSE_NONE);
+    }
+}
+
 std::unique_ptr<Gtk::MessageDialog> make_question_dialog(Gtk::Window& parent, const std::string& primary,
                                                          const std::string& secondary) {
     auto dialog = make_dialog(&parent, primary, Gtk::MESSAGE_QUESTION, Gtk::BUTTONS_YES_NO);

@@ -12,6 +12,10 @@
 std::unique_ptr<Gtk::MessageDialog> make_error_dialog(Gtk::Window* parent, const std::string& primary,
                                                       const std::string& secondary);
 
+/// Answers every open dialog with `Gtk::RESPONSE_NONE`, which no person can: one that waits in a loop of its
+/// own would keep the program from quitting.
+void close_dialogs();
+
 /// A question with Yes and No; only `Gtk::RESPONSE_YES` is a yes. Without a secondary text when that is
 /// empty.
 std::unique_ptr<Gtk::MessageDialog> make_question_dialog(Gtk::Window& parent, const std::string& primary,

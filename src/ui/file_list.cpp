@@ -128,12 +128,10 @@ void Skyfold::update_file_statuses_async() {
         if (const auto living = window.lock())
             (*living)->show_refreshed_statuses();
     };
-    const bool underway = start_worker([show, refresh = times_forgotten()] {
-        load_status_cache(refresh);
+    start_worker([show, refresh = times_forgotten()] {
+        load_sync_status_cache(refresh);
         post_when_idle(show);
     });
-    if (!underway)
-        print_error("ERROR: The statuses cannot be refreshed now.");
 }
 
 void Skyfold::show_refreshed_statuses() {
@@ -141,8 +139,9 @@ void Skyfold::show_refreshed_statuses() {
     if (is_status_cache_loaded()) {
         for (auto* child : file_list_box.get_children()) {
             if (auto* row = dynamic_cast<FileRow*>(child)) {
-                const auto from = std::min(sync_dir.size() + 1, row->get_full_path().size());
-                row->set_status(get_file_sync_status(row->get_full_path().substr(from)));
+                // The name is the path below the sync folder, which may have been typed with a slash at its
+                // end.
+                row->set_status(get_file_sync_status(Glib::path_get_basename(row->get_full_path())));
             }
         }
     }

@@ -158,7 +158,7 @@ void FileRow::show_activity_icon() {
                 found.load_symbolic(get_style_context(), was_symbolic)); // in the colour of the text
             return;
         }
-    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): the name is shown instead
+    } catch (...) { // NOLINT(bugprone-empty-catch): the name is shown instead
     }
     icon_image.set_from_icon_name(activity_icon, Gtk::ICON_SIZE_BUTTON);
 }
@@ -171,8 +171,7 @@ void FileRow::show_menu() {
         item->signal_activate().connect([button] { button->clicked(); });
         menu->append(*item);
     }
-    menu->signal_selection_done().connect(
-        [menu] { Glib::signal_idle().connect_once([menu] { delete menu; }); });
+    menu->signal_hide().connect([menu] { Glib::signal_idle().connect_once([menu] { delete menu; }); });
     menu->show_all();
     menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);
 }

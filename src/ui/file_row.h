@@ -35,10 +35,6 @@ class FileRow : public Gtk::ListBoxRow {
     [[nodiscard]] const std::string& get_full_path() const;
     [[nodiscard]] Glib::ustring get_status_text() const;
 
-    sigc::signal<void, std::string> signal_open_location;
-    sigc::signal<void, std::string> signal_force_sync;
-    sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
-
   protected:
     void on_map() override;
 
@@ -74,7 +70,14 @@ class FileRow : public Gtk::ListBoxRow {
     Glib::RefPtr<Gdk::Pixbuf> base_icon;
     std::string full_path;
     bool hovered = false;
+    sigc::connection hover_timeout;
+
+  public:
+    sigc::signal<void, std::string> signal_open_location;
+    sigc::signal<void, std::string> signal_force_sync;
+    sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
+
+  private:
     bool status_shown = false;   // by set_status, which also chooses the icon
     bool toggle_enables = false; // what toggle_button shows
-    sigc::connection hover_timeout;
 };

@@ -11,6 +11,7 @@
 #include <glibmm/fileutils.h>
 #include <glibmm/miscutils.h>
 #include <stdexcept>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -80,7 +81,8 @@ void modify_onedrive_config(const std::string& key, const std::string& value, bo
     std::string content;
     for (const auto& line : *edited)
         content.append(line).append("\n");
-    write_file(*path, content);
+    if (!write_file(*path, content) && access(path->c_str(), W_OK) == 0)
+        print_error("ERROR: Could not write all of " + *path);
 }
 } // namespace
 
@@ -134,7 +136,10 @@ void Skyfold::change_folder_sync(const std::string& path, bool enable) {
     if (app != nullptr && app->is_sync_running()) {
         print_line("Restarting sync process to apply config changes...");
         app->quit_sync_process();
-        app->toggle_sync(); // nothing runs by now, so this starts it again
+        // Now nothing runs, so this starts it again; unless it is starting just now, and then the client
+        // reads the configuration as it is by now anyway.
+        if (!app->is_sync_running())
+            app->toggle_sync();
     }
     refresh_sync_status();
     if (app != nullptr && app->are_notifications_enabled())

@@ -3,6 +3,7 @@
 
 #include "app/application.h"
 #include "base/print.h"
+#include "ui/dialogs.h"
 #include "ui/display_text.h"
 #include "ui/status_cache.h"
 
@@ -12,7 +13,6 @@
 
 namespace {
 constexpr unsigned tray_delay = 1000; // ms
-
 } // namespace
 
 Skyfold::ModelColumns::ModelColumns() {
@@ -77,6 +77,7 @@ void Skyfold::build_main_box() {
 void Skyfold::build_status_bar() {
     status_label.set_text("Sync: Idle");
     status_label.set_halign(Gtk::ALIGN_START);
+    status_label.set_ellipsize(Pango::ELLIPSIZE_END); // else a long path would widen the window for good
     status_label.set_margin_start(6);
     status_label.set_margin_top(3);
     status_label.set_margin_bottom(3);
@@ -122,6 +123,7 @@ void Skyfold::on_show_hide() {
 }
 
 void Skyfold::on_quit() {
+    close_dialogs();
     if (app != nullptr)
         app->quit();
     else

@@ -67,9 +67,9 @@ class Skyfold : public Gtk::Window {
     void update_file_statuses_async();
 
     // ui/status_cache.cpp
-    /// Fills the process-wide cache unless it is loaded. Runs the client twice and blocks; for worker
-    /// threads.
-    static void load_sync_status_cache();
+    /// Fills the process-wide cache for the refresh of that number (`times_forgotten`), unless it is loaded;
+    /// publishes only if it is still the newest. Runs the client twice and blocks; for worker threads.
+    static void load_sync_status_cache(unsigned refresh);
     /// The status word for a path relative to the sync folder.
     [[nodiscard]] std::string get_file_sync_status(const std::string& relative_path) const;
     /// Runs the client once with `arguments` (a piece of shell text) and returns its standard output; empty

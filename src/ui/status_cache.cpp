@@ -37,11 +37,11 @@ unsigned times_killed() {
     return cache.kills;
 }
 
-void publish(StatusMap map, unsigned forgotten_at_start) {
+void publish(StatusMap map, unsigned refresh) {
     auto& cache = status_cache();
     auto whole = std::make_shared<const StatusMap>(std::move(map));
     const std::lock_guard lock(cache.guard);
-    if (cache.forgotten != forgotten_at_start)
+    if (cache.forgotten != refresh)
         return; // asked for before the last refresh: its content is old
     cache.map = std::move(whole);
     cache.loaded = true;
@@ -108,11 +108,7 @@ void kill_clients_around_loads(const std::function<void()>& kill) {
     kill();
 }
 
-void Skyfold::load_sync_status_cache() {
-    load_status_cache(times_forgotten());
-}
-
-void load_status_cache(unsigned forgotten_at_start) {
+void Skyfold::load_sync_status_cache(unsigned refresh) {
     if (is_status_cache_loaded())
         return;
     print_line("DEBUG: Loading sync status cache...");
@@ -121,13 +117,13 @@ void load_status_cache(unsigned forgotten_at_start) {
     if (dump.empty()) {
         // The configuration is not asked for either, so nothing counts as skipped.
         print_line("DEBUG: No sync status output from OneDrive CLI");
-        publish({}, forgotten_at_start);
+        publish({}, refresh);
         return;
     }
     add_statuses(dump, map);
     add_skipped(ask_client("--display-config"), map);
     print_line("DEBUG: Loaded " + std::to_string(map.size()) + " items into sync status cache");
-    publish(std::move(map), forgotten_at_start);
+    publish(std::move(map), refresh);
 }
 
 std::string Skyfold::get_file_sync_status(const std::string& relative_path) const {

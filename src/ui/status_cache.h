@@ -15,10 +15,6 @@ bool is_status_cache_loaded();
 /// How many times the cache was forgotten: the number of a refresh, to be taken when it is asked for.
 unsigned times_forgotten();
 
-/// Loads the cache for the refresh of that number, unless it is loaded; publishes only if it is still the
-/// newest. Runs the client twice and blocks; for worker threads.
-void load_status_cache(unsigned forgotten_at_start);
-
 /// Runs `kill`, which ends every client there is. A load whose client it cut short asks again instead of
 /// taking the missing answer for an empty one. For the worker that starts the sync, which would else kill the
 /// first load.

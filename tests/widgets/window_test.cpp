@@ -65,6 +65,7 @@ TEST_F(WindowTest, FolderThatCannotBeListedIsReported) {
 TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     for (const char* name : {"a", "b", "Private"})
         std::filesystem::create_directory(folder + "/" + name);
+    folder += "/"; // as somebody may type it
     const auto window = make_window("a: synced\\nb: sync pending\\n", "skip_dir = \\\"Private\\\"\\n");
     EXPECT_EQ(SkyfoldProbe::status(*window, "a"), "Synced");
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Pending");
@@ -101,7 +102,10 @@ TEST_F(WindowTest, RowsActOnTheClientAndItsConfiguration) {
     const std::string before = "# skip_dir = \"X\"\nsync_dir = \"y\"\n";
     row.signal_toggle_sync.emit(row.get_full_path(), false);
     EXPECT_EQ(home.read(config), before + "skip_dir = \"it's $(touch x)\"\n");
+    ApplicationProbe::pid(application) = -1; // the start of the restart is still under way
     row.signal_toggle_sync.emit(row.get_full_path(), true);
+    ApplicationProbe::pid(application) = 0;
+    EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
     EXPECT_EQ(home.read(config), before);
     testing::internal::CaptureStderr();
     window->on_file_sync_toggle_clicked(folder, false);
