@@ -114,6 +114,9 @@ class DrivenProgram(unittest.TestCase):
         self.addCleanup(tray.kill)
 
     def click_tray(self):
-        icon = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
-                              stdout=subprocess.PIPE, check=True).stdout.split()[0]
-        subprocess.run(["xdotool", "mousemove", "--window", icon, "6", "6", "click", "1"], check=True)
+        def shown():
+            return subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
+                                  stdout=subprocess.PIPE, check=True).stdout.split()
+        subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
+        self.assertTrue(turn_until(lambda: len(shown()) == 1), "the icon's tooltip stays")
+        subprocess.run(["xdotool", "mousemove", "--window", *shown(), "6", "6", "click", "1"], check=True)

@@ -115,6 +115,11 @@ void Application::start_logged_in() {
 void Application::show_settings_window() {
     auto* window = new SettingsWindow();
     window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
+    // As it is the only window, closing it ends the program. The program itself clears `login_window` first.
+    window->signal_hide().connect([this, window] {
+        if (main_window == nullptr && login_window == window)
+            quit();
+    });
     add_window(*window);
     window->show();
     login_window = window;

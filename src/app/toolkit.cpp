@@ -20,8 +20,8 @@ static constexpr const char* style_sheet = //
 
 bool open_display() {
     // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
-    // draws with. The variable is for this one call, as early as it can be taken back: children must not
-    // inherit it.
+    // draws with; the page of the sign-in window is drawn without it. The variable is for this one call, as
+    // early as it can be taken back: children must not inherit it.
     const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
     if (!chosen_by_user)
         setenv("GDK_GL", "disable", 1);

@@ -40,8 +40,10 @@ void Application::start_login_process(bool reauth) {
 
     auto* window = new StartupWindow(); // owned by the process
     window->set_loading_text("Processing login...");
-    // Closing it gives up as well: a program without any window would wait for ever.
-    window->signal_hide().connect([this, instance = login_instance] { on_login_window_hidden(instance); });
+    // Closing it gives up as well, where the program would wait for ever without any window.
+    if (main_window == nullptr)
+        window->signal_hide().connect(
+            [this, instance = login_instance] { on_login_window_hidden(instance); });
     add_window(*window);
     window->show_all();
     login_window = window;
@@ -61,8 +63,13 @@ void Application::start_login_process(bool reauth) {
             post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
         },
         &login_stdin, &login_pid, nullptr);
-    if (login_pid == 0)
-        post_when_idle([this] { show_login_error("The OneDrive client could not be started."); });
+    if (login_pid == 0) {
+        post_when_idle([this] {
+            if (auto* front = std::exchange(login_window, nullptr))
+                front->hide();
+            show_login_error("The OneDrive client could not be started.");
+        });
+    }
 }
 
 void Application::on_login_output(LoginAttempt& attempt, const std::string& chunk) {
@@ -197,6 +204,7 @@ void Application::show_login_error(const std::string& details) {
 }
 
 void Application::on_login_successful() {
+    login_instance = -1; // an address or a redirect that is still under way comes too late
     config.set("is_logged_in", "true");
     login_window = nullptr;
     for (auto* window : get_windows())

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <wordexp.h>
 
 namespace {
@@ -77,5 +78,10 @@ bool save_client_token(std::string_view token) {
     if (!folder)
         return false;
     mkdir(folder->c_str(), 0700); // an existing folder is fine
-    return write_file(*client_file(token_file), token);
+    const auto path = *client_file(token_file);
+    if (write_file(path, token))
+        return true;
+    if (access(path.c_str(), W_OK) == 0)
+        std::remove(path.c_str()); // cut short, it would pass for a sign-in
+    return false;
 }

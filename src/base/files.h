@@ -28,5 +28,5 @@ void remove_client_file(std::string_view name);
 
 /// Writes the client's token file: the token alone, without a line end. Makes the client's configuration
 /// folder (last level only, mode 0700) when it is missing. False when `HOME` is unset or the file cannot be
-/// written.
+/// written; a file that was cut short is removed.
 bool save_client_token(std::string_view token);

@@ -203,10 +203,12 @@ void Application::toggle_sync() {
         return;
     config.set("sync_enabled", "true");
     post_when_idle([this, sync_dir] {
-        // Its start would end the client of a sign-in, which the end of the last sync may have asked for
-        // meanwhile.
-        if (m_sync_process_pid == none && login_pid == none)
+        if (login_pid > none) { // the end of the last sync asked for a sign-in, whose client this would kill
+            if (main_window != nullptr)
+                main_window->set_sync_status(false);
+        } else if (m_sync_process_pid == none) {
             on_sync_started(sync_dir);
+        }
     });
 }
 

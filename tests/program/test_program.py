@@ -43,6 +43,13 @@ class ProgramTest(DrivenProgram):
                 self.assert_ends(self.start(*arguments, **environment), status)
                 self.assert_says(text, 1)
 
+    def test_closing_the_only_window_ends_the_program(self):
+        self.sign_in()
+        program = self.start()
+        self.find("push button", "Start Sync")
+        subprocess.run(["xdotool", "key", "alt+F4"], check=True)
+        self.assert_ends(program, 0)
+
     def test_missing_client_is_reported_and_the_program_goes_on(self):
         folder = self.write("Cloud/a").parent
         self.sign_in(f"sync_dir={folder}\n")
