@@ -22,6 +22,7 @@
 #include <gtkmm/main.h>
 #include <iostream>
 #include <memory>
+#include <sstream>
 #include <unistd.h>
 #include <vector>
 
@@ -265,10 +266,11 @@ void register_all() {
     }
 }
 
-// What the program prints would mix with the results.
-void move_results_away_from_output(std::ofstream& results) {
-    results.open("/dev/fd/" + std::to_string(dup(STDOUT_FILENO)), std::ios::app);
+// What the program prints would mix with the results. Returns where output went before.
+int silence_output() {
+    const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    return output;
 }
 } // namespace
 
@@ -287,11 +289,12 @@ int main(int argc, char** argv) {
     install_style();
     apply_toolkit_settings();
     register_all();
-    std::ofstream results;
-    move_results_away_from_output(results);
+    std::ostringstream results;
+    const int output = silence_output();
     benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
     reporter.SetOutputStream(&results);
     reporter.SetErrorStream(&std::cerr);
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    return EXIT_SUCCESS;
+    const auto text = results.str();
+    return write(output, text.data(), text.size()) == std::ssize(text) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
