@@ -81,7 +81,7 @@ within() {
   local turns=$(($1 * 10))
   shift
   until "$@" >/dev/null; do
-    [ $((turns -= 1)) -gt 0 ] || die "waited in vain: $*; the last lines: $(tail -n 20 "$said")"
+    [ $((turns -= 1)) -gt 0 ] || die "waited in vain: $*; the last lines: $(tail -n 20 "$said" 2>/dev/null)"
     sleep 0.1
   done
 }
@@ -98,7 +98,8 @@ click_on_icon() {
 # have_tray: starts a notification area where there is none.
 have_tray() {
   "$root/scripts/x11" has-tray && return
+  local said=$SKYFOLD_ISOLATED/trayer.log # where a failure is explained
   trayer --edge top --align right --widthtype request --heighttype pixel --height 28 --SetDockType true \
-    >"$SKYFOLD_ISOLATED/trayer.log" 2>&1 &
+    >"$said" 2>&1 &
   within 10 "$root/scripts/x11" has-tray
 }

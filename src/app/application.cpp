@@ -49,8 +49,8 @@ void Application::on_startup() {
     print_line("DEBUG: Application::on_startup() - END (app is held)");
 }
 
-// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. A second signal
-// ends the program at once, should the first be of no use.
+// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. The same signal
+// once more, after this, ends the program at once.
 void Application::quit_on_signals() {
     const auto quit_once = +[](gpointer application) -> gboolean {
         close_dialogs();
@@ -115,14 +115,25 @@ void Application::start_logged_in() {
 void Application::show_settings_window() {
     auto* window = new SettingsWindow();
     window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
-    // As it is the only window, closing it ends the program. The program itself clears `login_window` first.
+    // A person closed it, since the program itself clears `login_window` first. Without any other window
+    // there would be no way to the program any more.
     window->signal_hide().connect([this, window] {
-        if (main_window == nullptr && login_window == window)
+        if (login_window != window)
+            return;
+        if (main_window == nullptr)
             quit();
+        else
+            show_main_window();
     });
     add_window(*window);
     window->show();
     login_window = window;
+}
+
+void Application::show_main_window() {
+    login_window = main_window;
+    main_window->show();
+    main_window->present();
 }
 
 void Application::handle_shutdown() {

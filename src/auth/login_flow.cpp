@@ -9,6 +9,7 @@
 #include "process/main_loop.h"
 #include "sync/sync_end.h"
 #include "ui/dialogs.h"
+#include "ui/settings_window.h"
 #include "ui/startup_window.h"
 
 #include <csignal>
@@ -40,10 +41,7 @@ void Application::start_login_process(bool reauth) {
 
     auto* window = new StartupWindow(); // owned by the process
     window->set_loading_text("Processing login...");
-    // Closing it gives up as well, where the program would wait for ever without any window.
-    if (main_window == nullptr)
-        window->signal_hide().connect(
-            [this, instance = login_instance] { on_login_window_hidden(instance); });
+    window->signal_hide().connect([this, instance = login_instance] { on_startup_window_hidden(instance); });
     add_window(*window);
     window->show_all();
     login_window = window;
@@ -95,8 +93,8 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
 }
 
 void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
-    if (login_instance != instance)
-        return;
+    if (login_instance != instance || dynamic_cast<SettingsWindow*>(login_window) != nullptr)
+        return; // not wanted any more, or signed in without it
     if (auto* front = std::exchange(login_window, nullptr))
         front->hide();
     std::string error;
@@ -127,6 +125,18 @@ void Application::on_login_window_hidden(std::int32_t instance) {
     login_instance = -1;
     stop_login_process();
     quit();
+}
+
+// Closing this one gives up as well, or the program might wait for ever without any window. Where there is
+// the main window, it goes on with that.
+void Application::on_startup_window_hidden(std::int32_t instance) {
+    if (main_window == nullptr) {
+        on_login_window_hidden(instance);
+    } else if (login_instance == instance && login_window != nullptr) {
+        login_instance = -1;
+        stop_login_process();
+        show_main_window();
+    }
 }
 
 void Application::stop_login_process() {
@@ -204,7 +214,6 @@ void Application::show_login_error(const std::string& details) {
 }
 
 void Application::on_login_successful() {
-    login_instance = -1; // an address or a redirect that is still under way comes too late
     config.set("is_logged_in", "true");
     login_window = nullptr;
     for (auto* window : get_windows())

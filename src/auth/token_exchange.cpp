@@ -55,7 +55,8 @@ Owned<SoupMessage> make_token_message(const Soup& soup, const std::string& origi
 } // namespace
 
 TokenReply post_token_request(const std::string& origin, const std::string& body) {
-    static const Soup soup;
+    static const Soup& soup =
+        *new Soup(); // never destroyed: a worker may still be at it when the process ends
     if (!soup.library.is_complete()) {
         print_error("ERROR: libsoup could not be loaded: " + soup.library.error());
         return {};

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <memory>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <wordexp.h>
 
 namespace {
@@ -30,12 +29,17 @@ std::optional<std::string> read_file(const std::string& path) {
     return content;
 }
 
-bool write_file(const std::string& path, std::string_view content) {
+WriteEnd replace_file(const std::string& path, std::string_view content) {
     File file(std::fopen(path.c_str(), "we"));
     if (!file)
-        return false;
+        return WriteEnd::not_opened;
     const bool written = std::fwrite(content.data(), 1, content.size(), file.get()) == content.size();
-    return std::fclose(file.release()) == 0 && written;
+    const bool closed = std::fclose(file.release()) == 0;
+    return written && closed ? WriteEnd::whole : WriteEnd::cut_short;
+}
+
+bool write_file(const std::string& path, std::string_view content) {
+    return replace_file(path, content) == WriteEnd::whole;
 }
 
 std::optional<std::string> expand_path(const char* path) {
@@ -79,9 +83,8 @@ bool save_client_token(std::string_view token) {
         return false;
     mkdir(folder->c_str(), 0700); // an existing folder is fine
     const auto path = *client_file(token_file);
-    if (write_file(path, token))
-        return true;
-    if (access(path.c_str(), W_OK) == 0)
-        std::remove(path.c_str()); // cut short, it would pass for a sign-in
-    return false;
+    const auto end = replace_file(path, token);
+    if (end == WriteEnd::cut_short)
+        std::remove(path.c_str()); // it would pass for a sign-in
+    return end == WriteEnd::whole;
 }

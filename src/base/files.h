@@ -10,8 +10,13 @@
 /// The whole content as bytes; nothing when the file cannot be opened. A read error ends the content early.
 std::optional<std::string> read_file(const std::string& path);
 
-/// Replaces the content of `path` (truncating it, mode as the process default). False when it cannot be
-/// opened for writing or not be written whole.
+/// How writing a file ended: a full disk, for example, cuts it short.
+enum class WriteEnd { whole, cut_short, not_opened };
+
+/// Replaces the content of `path` (truncating it, mode as the process default).
+WriteEnd replace_file(const std::string& path, std::string_view content);
+
+/// The same; true when it was written whole.
 bool write_file(const std::string& path, std::string_view content);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.

@@ -125,7 +125,7 @@ void Application::on_sync_exit(const SyncLaunch& launch, int exit_code) {
         return;
     }
     report_sync_end(end, exit_code);
-    if (!newest) // the start of the newer one would have taken a dialog away again
+    if (!newest) // replaced on purpose: no dialog over its successor
         return;
     if (end == SyncEnd::failed && dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
         show_sync_error(exit_code, launch.output);

@@ -11,7 +11,6 @@
 #include <glibmm/fileutils.h>
 #include <glibmm/miscutils.h>
 #include <stdexcept>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -81,7 +80,7 @@ void modify_onedrive_config(const std::string& key, const std::string& value, bo
     std::string content;
     for (const auto& line : *edited)
         content.append(line).append("\n");
-    if (!write_file(*path, content) && access(path->c_str(), W_OK) == 0)
+    if (replace_file(*path, content) == WriteEnd::cut_short)
         print_error("ERROR: Could not write all of " + *path);
 }
 } // namespace
