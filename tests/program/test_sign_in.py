@@ -63,7 +63,7 @@ def sign_in_clients():
     return subprocess.run(["pgrep", "-f", "--", "--display-quota"], stdout=subprocess.PIPE, check=False).stdout
 
 
-@unittest.skipUnless("AUTHORITY" in os.environ, "this system allows no namespaces to play the identity host in")
+@unittest.skipUnless("AUTHORITY" in os.environ, "no namespaces are allowed here, or there is no /etc/hosts to cover")
 class SignInTest(DrivenProgram):
     def sign_in_by(self, answers, address, *steps):
         """Starts the program over a client that prints `address`, then takes `steps`; says what the double sees."""
