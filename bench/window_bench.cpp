@@ -3,7 +3,7 @@
 // the main thread, so that neither other programs nor the workers count; each pair is measured turn by turn.
 #include "app/toolkit.h"
 #include "bare_row.h"
-#include "process/process_setup.h"
+#include "isolated_toolkit.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
 #include "ui/status_cache.h"
@@ -19,7 +19,6 @@
 #include <giomm/file.h>
 #include <glibmm/main.h>
 #include <gtkmm/icontheme.h>
-#include <gtkmm/main.h>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -278,15 +277,8 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return EXIT_FAILURE;
-    if (std::getenv("SKYFOLD_ISOLATED") == nullptr) {
-        std::cerr << "Run this through scripts/isolate.\n";
+    if (!start_isolated_toolkit())
         return EXIT_FAILURE;
-    }
-    prepare_process();
-    if (!open_display())
-        return EXIT_FAILURE;
-    Gtk::Main::init_gtkmm_internals();
-    install_style();
     apply_toolkit_settings();
     register_all();
     std::ostringstream results;

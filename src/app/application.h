@@ -90,6 +90,7 @@ class Application : public Gtk::Application {
 
     // auth/login_flow.cpp
     void on_login_output(LoginAttempt& attempt, const std::string& chunk);
+    void hide_login_window();
     void show_sign_in_window(const std::string& address, std::int32_t instance);
     void on_login_window_hidden(std::int32_t instance);
     void on_startup_window_hidden(std::int32_t instance);

@@ -61,13 +61,11 @@ void Application::start_login_process(bool reauth) {
             post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
         },
         &login_stdin, &login_pid, nullptr);
-    if (login_pid == 0) {
+    if (login_pid == 0)
         post_when_idle([this] {
-            if (auto* front = std::exchange(login_window, nullptr))
-                front->hide();
+            hide_login_window();
             show_login_error("The OneDrive client could not be started.");
         });
-    }
 }
 
 void Application::on_login_output(LoginAttempt& attempt, const std::string& chunk) {
@@ -95,8 +93,7 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
 void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
     if (login_instance != instance || dynamic_cast<SettingsWindow*>(login_window) != nullptr)
         return; // not wanted any more, or signed in without it
-    if (auto* front = std::exchange(login_window, nullptr))
-        front->hide();
+    hide_login_window();
     std::string error;
     const auto* engine = load_web_engine(error);
     if (engine == nullptr) {
@@ -192,8 +189,7 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
         gui_exchange_succeeded = false; // the program ended the child itself
         return;
     }
-    if (auto* window = std::exchange(login_window, nullptr))
-        window->hide();
+    hide_login_window();
     if (exit_code == 0 && is_client_token_present()) {
         on_login_successful();
     } else if (!attempt.reauth && asks_for_reauth_at_login(login_output)) {
@@ -203,6 +199,12 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
         show_login_error("Login failed.\n\nExit Code: " + std::to_string(exit_code) + "\n\nClient Output:\n" +
                          login_output);
     }
+}
+
+// Clears the pointer first: that tells a hide by the program itself from a person's closing.
+void Application::hide_login_window() {
+    if (auto* window = std::exchange(login_window, nullptr))
+        window->hide();
 }
 
 // Whatever of the attempt is still under way comes too late from here on.

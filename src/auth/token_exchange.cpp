@@ -112,8 +112,7 @@ void Application::on_token_saved(std::int32_t instance) {
 
 // Whichever attempt it was, and without ending the client, on purpose: the program ends here.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
-    if (auto* window = std::exchange(login_window, nullptr))
-        window->hide();
+    hide_login_window();
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);
 }

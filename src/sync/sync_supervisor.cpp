@@ -11,7 +11,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <utility>
 
 namespace {
 constexpr std::int32_t none = 0;
@@ -49,8 +48,8 @@ void Application::on_sync_started(const std::string& sync_dir) {
     m_sync_process_pid = starting;
     ++sync_starts;
     config.set("sync_dir", sync_dir);
-    if (!daemon_mode && login_window != nullptr && login_window != main_window)
-        std::exchange(login_window, nullptr)->hide();
+    if (!daemon_mode && login_window != main_window)
+        hide_login_window();
     const bool underway = start_worker([this, sync_dir] {
         kill_clients_around_loads(kill_existing_onedrive_processes);
         post_to_main_loop([this, sync_dir] { launch_sync_process(sync_dir, false); });
