@@ -115,22 +115,21 @@ void Application::start_logged_in() {
 void Application::show_settings_window() {
     auto* window = new SettingsWindow();
     window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
-    // A person closed it, since the program itself clears `login_window` first. Without any other window
-    // there would be no way to the program any more.
     window->signal_hide().connect([this, window] {
-        if (login_window != window)
-            return;
-        if (main_window == nullptr)
-            quit();
-        else
-            show_main_window();
+        if (login_window == window) // a person closed it: the program itself clears `login_window` first
+            go_on_without_login_window();
     });
     add_window(*window);
     window->show();
     login_window = window;
 }
 
-void Application::show_main_window() {
+// Without any window there would be no way to the program any more.
+void Application::go_on_without_login_window() {
+    if (main_window == nullptr) {
+        quit();
+        return;
+    }
     login_window = main_window;
     main_window->show();
     main_window->present();

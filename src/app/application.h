@@ -86,14 +86,14 @@ class Application : public Gtk::Application {
     void quit_on_signals();
     void start_logged_in();
     void show_settings_window();
-    void show_main_window();
+    void go_on_without_login_window();
 
     // auth/login_flow.cpp
+    void show_startup_window();
     void on_login_output(LoginAttempt& attempt, const std::string& chunk);
     void hide_login_window();
     void show_sign_in_window(const std::string& address, std::int32_t instance);
-    void on_login_window_hidden(std::int32_t instance);
-    void on_startup_window_hidden(std::int32_t instance);
+    bool give_up_sign_in(std::int32_t instance);
     void set_startup_text(const std::string& text);
     void hand_back_redirect(const std::string& redirect);
     void on_login_exit(const LoginAttempt& attempt, int exit_code);

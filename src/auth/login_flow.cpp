@@ -39,12 +39,7 @@ void Application::start_login_process(bool reauth) {
     login_pid = 0;
     login_stdin.reset();
 
-    auto* window = new StartupWindow(); // owned by the process
-    window->set_loading_text("Processing login...");
-    window->signal_hide().connect([this, instance = login_instance] { on_startup_window_hidden(instance); });
-    add_window(*window);
-    window->show_all();
-    login_window = window;
+    show_startup_window();
     login_output.clear();
 
     const std::string command =
@@ -66,6 +61,18 @@ void Application::start_login_process(bool reauth) {
             hide_login_window();
             show_login_error("The OneDrive client could not be started.");
         });
+}
+
+void Application::show_startup_window() {
+    auto* window = new StartupWindow(); // owned by the process
+    window->set_loading_text("Processing login...");
+    window->signal_hide().connect([this, instance = login_instance] {
+        if (give_up_sign_in(instance))
+            go_on_without_login_window();
+    });
+    add_window(*window);
+    window->show_all();
+    login_window = window;
 }
 
 void Application::on_login_output(LoginAttempt& attempt, const std::string& chunk) {
@@ -106,7 +113,10 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
         if (login_instance == instance) // an older attempt's window may still move on
             on_auth_response_url_captured(url);
     });
-    window->signal_hide().connect([this, instance] { on_login_window_hidden(instance); });
+    window->signal_hide().connect([this, instance] {
+        if (give_up_sign_in(instance))
+            quit();
+    });
     add_window(*window);
     window->load_url(address);
     window->show_all();
@@ -114,26 +124,14 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
     login_window = window;
 }
 
-// A hide by the program itself clears `login_window` first, so that only a person's closing counts as giving
-// up.
-void Application::on_login_window_hidden(std::int32_t instance) {
+// Whether this hide is a person's closing, which gives the attempt up: a hide by the program itself clears
+// `login_window` first.
+bool Application::give_up_sign_in(std::int32_t instance) {
     if (login_instance != instance || redirect_captured || login_window == nullptr)
-        return;
+        return false;
     login_instance = -1;
     stop_login_process();
-    quit();
-}
-
-// Closing this one gives up as well, or the program might wait for ever without any window. Where there is
-// the main window, it goes on with that.
-void Application::on_startup_window_hidden(std::int32_t instance) {
-    if (main_window == nullptr) {
-        on_login_window_hidden(instance);
-    } else if (login_instance == instance && login_window != nullptr) {
-        login_instance = -1;
-        stop_login_process();
-        show_main_window();
-    }
+    return true;
 }
 
 void Application::stop_login_process() {
@@ -201,7 +199,6 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
     }
 }
 
-// Clears the pointer first: that tells a hide by the program itself from a person's closing.
 void Application::hide_login_window() {
     if (auto* window = std::exchange(login_window, nullptr))
         window->hide();

@@ -137,13 +137,9 @@ void Skyfold::update_file_statuses_async() {
 void Skyfold::show_refreshed_statuses() {
     // Not loaded: a newer refresh was asked for meanwhile, and this one's content is old.
     if (is_status_cache_loaded()) {
-        for (auto* child : file_list_box.get_children()) {
-            if (auto* row = dynamic_cast<FileRow*>(child)) {
-                // The name is the path below the sync folder, which may have been typed with a slash at its
-                // end.
-                row->set_status(get_file_sync_status(Glib::path_get_basename(row->get_full_path())));
-            }
-        }
+        // The name is the path below the sync folder.
+        for (const auto& [name, row] : rows_by_name)
+            row->set_status(get_file_sync_status(name));
     }
     print_line("DEBUG: Async file status update complete.");
 }
