@@ -5,11 +5,9 @@ import json
 import os
 import pathlib
 import subprocess
-import sys
 import unittest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "demo"))
-from driver import Atspi, DrivenProgram, turn_until  # noqa: E402
+from driver import Atspi, DrivenProgram, turn_until
 
 
 class ProgramTest(DrivenProgram):

@@ -10,7 +10,6 @@ import hashlib
 import http.server
 import json
 import os
-import pathlib
 import ssl
 import subprocess
 import sys
@@ -21,8 +20,7 @@ from urllib.parse import quote
 
 import gi
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "demo"))
-from driver import DrivenProgram, turn_until  # noqa: E402
+from driver import DrivenProgram, turn_until
 
 gi.require_version("Gdk", "3.0")
 from gi.repository import Gdk  # noqa: E402

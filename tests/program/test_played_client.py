@@ -13,8 +13,8 @@ import unittest
 from pathlib import Path
 from shutil import rmtree
 
-FOLDER = Path(__file__).resolve().parent
-CLIENT = FOLDER / "onedrive-cli"
+ROOT = Path(__file__).resolve().parents[2]
+CLIENT = ROOT / "demo/onedrive-cli"
 REDIRECT = b"https://login.microsoftonline.com/common/oauth2/nativeclient?"
 PLAN, REPORT = "Documents/Projects/plan.md", "Documents/Report 2024.txt"
 CLOUD = ("Documents/Projects/Über uns/Straße – naïve.txt", "Pictures/日本語 写真.txt", "Private/secret.txt")
@@ -57,7 +57,7 @@ class PlayedClientTest(unittest.TestCase):
         return done.returncode, done.stdout
 
     def assert_recorded(self, name, code, result):
-        recorded = (FOLDER.parent / f"tests/recordings/{name}.txt").read_bytes().replace(b"/home/user", bytes(self.home))
+        recorded = (ROOT / f"tests/recordings/{name}.txt").read_bytes().replace(b"/home/user", bytes(self.home))
         self.assertEqual((code, lines(recorded)), (result[0], lines(result[1])), name)
 
     def start(self, *arguments, until):
