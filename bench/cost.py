@@ -21,6 +21,7 @@ import sys
 import threading
 import time
 
+CLIENT_FOLDER = pathlib.Path(__file__).resolve().parents[1] / "tests/client"  # of the scripted one
 ENTRIES = 100
 STARTS = 9
 # Seconds. By then the notification area was looked for the last time, GIO has forgotten the names of users that
@@ -57,7 +58,7 @@ def make_home(home):
     scenario = home / "scenario"
     entries = [{"args": args, "steps": steps, "repeat": True, "cut_short": True} for args, steps in calls]
     scenario.write_text(json.dumps({"calls": entries}))
-    os.environ.update(HOME=str(home), PLAYED_CLIENT_SCENARIO=str(scenario))
+    os.environ.update(HOME=str(home), CLIENT_SCENARIO=str(scenario), PATH=f"{CLIENT_FOLDER}:{os.environ['PATH']}")
 
 
 class Started:

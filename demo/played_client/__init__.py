@@ -1,2 +1,2 @@
 # SPDX-License-Identifier: MIT
-"""The played client: a mode that really copies files, to try Skyfold out, and a scripted one for tests."""
+"""The played client: it really copies files, to try Skyfold out without an account."""

@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Drives the built program as a person does: starts it in a home of its own, reads what a screen reader would read, and
-plays the desktop around it. SKYFOLD names the program. For test cases, inside the walls of scripts/isolate.
+plays the desktop and the client around it. SKYFOLD names the program. For test cases, inside the walls of scripts/isolate.
 """
+import json
 import os
 import pathlib
 import subprocess
@@ -15,6 +16,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, Gio, GLib  # noqa: E402
 
+CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
 <method name="GetCapabilities"><arg type="as" direction="out"/></method>
 <method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
@@ -50,8 +52,23 @@ class DrivenProgram(unittest.TestCase):
         self.write(".config/onedrive/refresh_token", "t")
         self.write(".config/skyfold/config", settings)
 
+    def expect_calls(self, *calls):
+        """What the client must be asked, each as (arguments, steps, options...); that it was is checked at the end.
+        Beside that, it may be asked for states and configuration, and says nothing."""
+        queries = [([f"--display-{what}"], [], "repeat") for what in ("sync-status", "config")]
+        table = [{"args": args, "steps": steps, **dict.fromkeys(options, True)}
+                 for args, steps, *options in (*calls, *queries)]
+        scenario = self.write("scenario", json.dumps({"calls": table}))
+
+        def check():
+            done = subprocess.run([CLIENT, "--scenario-check", scenario], env={"HOME": str(self.home)}, text=True,
+                                  stdout=subprocess.PIPE, check=False)
+            self.assertEqual((done.returncode, done.stdout), (0, ""))
+        self.addCleanup(check)
+
     def start(self, *arguments, **environment):
-        merged = {**os.environ, "HOME": str(self.home), **environment}
+        merged = {**os.environ, "HOME": str(self.home), "PATH": f"{CLIENT.parent}:{os.environ['PATH']}",
+                  "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
         merged = {name: value for name, value in merged.items() if value is not None}
         program = subprocess.Popen([os.environ["SKYFOLD"], *arguments], env=merged, text=True, errors="replace",
                                    stdout=subprocess.PIPE, stderr=subprocess.STDOUT)

@@ -1,11 +1,9 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The played client: its played mode against recordings of the real client, and its scenario mode."""
-import json
+"""The played client against recordings of the real one."""
 import os
 import re
 import signal
-import socket
 import subprocess
 import tempfile
 import time
@@ -179,45 +177,6 @@ class PlayedClientTest(unittest.TestCase):
         printed = self.synchronise()[1]
         self.assertIn(b"./Private/mine.txt ... done", printed)
         self.assertIn(b"Uploading new file: ./caf\xe9 ... done", printed)
-
-    def test_scenarios(self):
-        every_step = [
-            ("a", [{"print": "Straße\n", "cut": [5, 6]}, {"print_b64": "AP8="}, {"touch": "{home}/x"}]),
-            ("a", [{"wait_for": "{home}/x"}, {"remove": "{home}/x"}, {"stdin": "yes {home}"}, {"exit": 7}]),
-            ("a", [{"print": "ß", "cut_every": 1}, {"signal": 9}, {"print": "never"}]),
-            ("a", [{"repeat_print": {"text": "line\n", "count": 2}}], "repeat"),
-            ("b", [], "optional"),
-        ]
-        every_write = [b"Stra\xc3", b"\x9f", b"e\n", b"\0\xff", b"\xc3", b"\x9f", *2 * [b"line\nline\n"]]
-        for calls, codes, writes, complaint in (
-            (every_step, [0, 7, -9, 0, 0], every_write, ""),
-            ([("a", [])], [0, 99], [], "unexpected call"),
-            ([("a", []), ("b", [])], [0], [], "call 1 of the scenario: never made"),
-            ([("a", [{"stdin": "yes {home} and more"}])], [98], [], "received b'yes "),
-            ([("a", [{"pront": "x"}])], [96], [], "no such step"),
-            ([("a", [{"print": "x"}, {"hang": True}])], ["kill"], [], ""),
-            ([("a", [{"print": "x"}, {"sleep": 60}])], ["kill"], [], "begun"),
-            ([("a", [{"print": "x"}, {"sleep": 60}], "cut_short")], ["kill"], [], ""),
-        ):
-            file = self.home / f"scenario{time.monotonic_ns()}"
-            table = [{"args": [name], "steps": does, **dict.fromkeys(so, True)} for name, does, *so in calls]
-            file.write_text(json.dumps({"calls": table}))
-            env = {**self.environment, "PLAYED_CLIENT_SCENARIO": str(file)}
-            ours, theirs = socket.socketpair(socket.AF_UNIX, socket.SOCK_SEQPACKET)  # keeps every write apart
-            ours.settimeout(10)
-            with ours, theirs:
-                for code in codes:
-                    child = subprocess.Popen([CLIENT, "a"], env=env, stdin=-1, stdout=theirs, stderr=-3)
-                    if code == "kill":
-                        self.assertEqual(b"x", ours.recv(99))
-                        time.sleep(0.3)
-                        child.kill()
-                    child.communicate(b"yes " + bytes(self.home))
-                    self.assertEqual(-9 if code == "kill" else code, child.returncode, calls)
-                self.assertEqual(writes, [ours.recv(99) for _ in writes])
-            code, output = self.call("--scenario-check", str(file))
-            self.assertEqual((code, bool(output)), (1, True) if complaint else (0, False))
-            self.assertIn(complaint, output.decode())
 
 
 if __name__ == "__main__":

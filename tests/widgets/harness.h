@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the shell share: a main loop to turn, a home with a scenario for the played client, and
+// What the tests of the shell share: a main loop to turn, a home with a scenario for the scripted client, and
 // the ways into the private members of the application and its window.
 #pragma once
 
@@ -85,7 +85,7 @@ class ShellTest : public testing::Test {
     void expect_calls(const std::string& calls) {
         std::filesystem::remove(home.file("scenario.state")); // of calls expected earlier
         home.write("scenario", "{\"calls\": [" + calls + "]}");
-        setenv("PLAYED_CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
+        setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
     }
 
     /// One call of a sign-in attempt; a hanging one has to be `cut_short`.
@@ -105,9 +105,9 @@ class ShellTest : public testing::Test {
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
         if (std::filesystem::exists(home.file("scenario"))) {
-            EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$PLAYED_CLIENT_SCENARIO\" >&2"), 0);
+            EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
         }
-        unsetenv("PLAYED_CLIENT_SCENARIO");
+        unsetenv("CLIENT_SCENARIO");
     }
 
     /// The dialog in front, or null.

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 #include <gtkmm/settings.h>
+#include <string>
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
     if (!start_isolated_toolkit())
         return EXIT_FAILURE;
+    setenv("PATH", (CLIENT_FOLDER ":" + std::string(std::getenv("PATH"))).c_str(), 1); // the scripted client
     // Else a hidden switch would never flip.
     Gtk::Settings::get_default()->property_gtk_enable_animations() = false;
     return RUN_ALL_TESTS();

@@ -13,7 +13,7 @@ class SignInTest : public ShellTest {
 };
 
 TEST_F(SignInTest, SuccessWithoutATokenIsAFailure) {
-    expect_calls(login_call("--display-quota", R"({"print": "all is well"}, {"print_b64": "AP8="})"));
+    expect_calls(login_call("--display-quota", R"({"print": "all is well\u0000\udcff"})"));
     application.start_login_process(false);
     ASSERT_TRUE(dialog_was_answered());
     EXPECT_EQ(dialogs[0], "Login Error|Login failed.\n\nExit Code: 0\n\nClient Output:\nall is well"
@@ -31,11 +31,11 @@ TEST_F(SignInTest, RetriesExactlyOnceWithReauth) {
 }
 
 TEST_F(SignInTest, LateResultsOfAnOlderAttemptChangeNothing) {
-    expect_calls(
-        login_call("--display-quota", R"({"touch": "{home}/first"}, {"wait_for": "{home}/go"},
+    expect_calls(login_call("--display-quota", R"({"write": {"{home}/first": ""}}, {"wait_for": "{home}/go"},
         {"print": "https://login.microsoftonline.com/authorize?late "}, {"exit": 1})") +
-        "," +
-        login_call("--reauth", R"({"touch": "{home}/second"}, {"wait_for": "{home}/end"}, {"exit": 3})"));
+                 "," +
+                 login_call("--reauth",
+                            R"({"write": {"{home}/second": ""}}, {"wait_for": "{home}/end"}, {"exit": 3})"));
     application.start_login_process(false);
     ASSERT_TRUE(client_reaches("first"));
     const int older = ApplicationProbe::login_instance(application);

@@ -20,7 +20,7 @@ class WindowTest : public ShellTest {
         };
         expect_calls(dump_call("--display-sync-status", dump) + dump_call("--display-config", config) +
                      R"j({"args": ["--synchronize", "--single-directory", "it's $(touch x)"],
-                          "optional": true, "steps": [{"touch": "{home}/forced"}]})j");
+                          "optional": true, "steps": [{"write": {"{home}/forced": ""}}]})j");
         forget_status_cache();
         auto window = std::make_unique<Skyfold>(&application, folder);
         EXPECT_TRUE(turn_until([] { return is_status_cache_loaded(); }));
@@ -76,7 +76,7 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     std::filesystem::remove(folder + "/b");
     expect_calls(R"({"args": ["--display-sync-status"], "steps": [{"sleep": 0.5}, {"print": "a: remote\n"}]},
                     {"args": ["--display-sync-status"], "repeat": true, "steps": []},
-                    {"args": ["--display-config"], "steps": [{"touch": "{home}/late"}]})"); // for the slow
+                    {"args": ["--display-config"], "steps": [{"write": {"{home}/late": ""}}]})"); // for the slow
                                                                                             // one only
     window->refresh_sync_status();
     turn_for(0.2);
