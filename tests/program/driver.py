@@ -17,13 +17,14 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, Gio, GLib  # noqa: E402
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
+HANG = {"hang": True}  # the last step of a client that runs until it is ended
 NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
 <method name="GetCapabilities"><arg type="as" direction="out"/></method>
 <method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
 <arg type="a{sv}"/><arg type="i"/><arg type="u" direction="out"/></method></interface></node>"""
 
 
-def turn_until(done, seconds=15):
+def turn_until(done, seconds=40):
     """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
     end = time.monotonic() + seconds
     while not (result := done()) and time.monotonic() < end:
@@ -31,6 +32,11 @@ def turn_until(done, seconds=15):
             pass
         time.sleep(0.02)
     return result
+
+
+def clients():
+    """The process ids of the clients that run."""
+    return subprocess.run(["pgrep", "-f", "onedrive-cli --"], text=True, stdout=subprocess.PIPE, check=False).stdout
 
 
 class DrivenProgram(unittest.TestCase):
@@ -66,33 +72,38 @@ class DrivenProgram(unittest.TestCase):
             self.assertEqual((done.returncode, done.stdout), (0, ""))
         self.addCleanup(check)
 
-    def start(self, *arguments, **environment):
+    def start(self, *arguments, stdout=subprocess.PIPE, **environment):
         merged = {**os.environ, "HOME": str(self.home), "PATH": f"{CLIENT.parent}:{os.environ['PATH']}",
                   "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
         merged = {name: value for name, value in merged.items() if value is not None}
         program = subprocess.Popen([os.environ["SKYFOLD"], *arguments], env=merged, text=True, errors="replace",
-                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        reader = threading.Thread(target=lambda: self.lines.extend(iter(program.stdout.readline, "")))
-        reader.start()
-        for clean_up in (program.stdout.close, reader.join, program.wait, program.kill):
-            self.addCleanup(clean_up)  # the last one runs first
+                                   stdout=stdout, stderr=subprocess.STDOUT)
+        self.addCleanup(program.wait)
+        if program.stdout:
+            reader = threading.Thread(target=lambda: self.lines.extend(iter(program.stdout.readline, "")))
+            reader.start()
+            for clean_up in (program.stdout.close, reader.join):
+                self.addCleanup(clean_up)
+        self.addCleanup(program.kill)  # the last one runs first
         return program
 
-    def said(self, text):
-        return any(text in line for line in list(self.lines))
+    def count(self, text):
+        return sum(text in line for line in list(self.lines))
 
-    def assert_says(self, text, seconds=15):
-        self.assertTrue(turn_until(lambda: self.said(text), seconds), f"{text!r} not in {self.lines[-20:]}")
+    def assert_says(self, text, times=1):
+        self.assertTrue(turn_until(lambda: self.count(text) >= times), f"{text!r} not {times} times in {self.lines[-20:]}")
 
     def assert_ends(self, program, status):
         self.assertTrue(turn_until(lambda: program.poll() is not None), self.lines[-5:])
         self.assertEqual(program.returncode, status)
+        self.assertTrue(turn_until(lambda: not clients()), "a client outlives the program")
 
-    def accessible(self, role, name):
-        """The accessible of that role and name in the program, or None."""
+    def accessible(self, role, name, state=Atspi.StateType.SHOWING):
+        """The accessible of that role and name on the screen, or None."""
         def search(node):
             # A newer accessibility service says "button" for "push button".
-            if node.get_role_name() in (role, role.replace("push ", "")) and node.get_name() == name:
+            if (node.get_role_name() in (role, role.replace("push ", "")) and node.get_name() == name
+                    and node.get_state_set().contains(state)):
                 return node
             found = (search(node.get_child_at_index(i)) for i in range(node.get_child_count()))
             return next(filter(None, found), None)
@@ -104,10 +115,27 @@ class DrivenProgram(unittest.TestCase):
         except (AttributeError, GLib.Error):  # it went while it was read
             return None
 
-    def find(self, role, name):
-        found = turn_until(lambda: self.accessible(role, name))
+    def find(self, role, name, state=Atspi.StateType.SHOWING):
+        found = turn_until(lambda: self.accessible(role, name, state))
         self.assertTrue(found, f"nobody would read {role} {name!r}")
         return found
+
+    def assert_gone(self, role, name):
+        self.assertTrue(turn_until(lambda: not self.accessible(role, name)), f"{role} {name!r} stays")
+
+    def press(self, role, name, *keys):
+        """Presses keys as soon as the window of that role and name has the keyboard."""
+        self.find(role, name, Atspi.StateType.ACTIVE)
+        subprocess.run(["xdotool", "key", *keys], check=True)
+
+    def point(self, role, name, *then):
+        """Moves the pointer onto it, and does there what xdotool is told."""
+        place = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)
+        at = str(place.x + place.width // 2), str(place.y + place.height // 2)
+        subprocess.run(["xdotool", "mousemove", *at, *then], check=True)
+
+    def click(self, role, name):
+        self.point(role, name, "click", "1")
 
     def serve_notifications(self):
         received = []
@@ -130,10 +158,10 @@ class DrivenProgram(unittest.TestCase):
         self.addCleanup(tray.wait)
         self.addCleanup(tray.kill)
 
-    def click_tray(self):
+    def click_tray(self, button="1"):
         def shown():
             return subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
                                   stdout=subprocess.PIPE, check=True).stdout.split()
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
         self.assertTrue(turn_until(lambda: len(shown()) == 1), "the icon's tooltip stays")
-        subprocess.run(["xdotool", "mousemove", "--window", *shown(), "6", "6", "click", "1"], check=True)
+        subprocess.run(["xdotool", "mousemove", "--window", *shown(), "6", "6", "click", button], check=True)

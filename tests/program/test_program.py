@@ -1,26 +1,29 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""The built program, started as a person starts it, with the scripted client behind it."""
-import subprocess
+"""The built program, started and used as by a person, with the scripted client behind it."""
+import os
 import unittest
 
-from driver import Atspi, DrivenProgram, turn_until
+from driver import HANG, DrivenProgram, clients, turn_until
+
+SURE = "Are you sure you want to remove your account?"
+FILES = "Do you also want to delete the local OneDrive files?"
 
 
 class ProgramTest(DrivenProgram):
-    def flip_settings(self):
-        """One setting by the mouse, one as a screen reader does it."""
-        self.find("menu", "Settings").do_action(0)
-        place = self.find("menu item", "Enable Notifications").get_extents(Atspi.CoordType.SCREEN)
-        settings = self.home / ".config/skyfold/config"
-        subprocess.run(["xdotool", "mousemove", str(place.x + 9), str(place.y + 9), "click", "1"], check=True)
-        self.assertTrue(turn_until(lambda: "notifications_enabled=false" in settings.read_text()))
-        subprocess.run(["xdotool", "click", "1"], check=True)
-        self.assertTrue(turn_until(lambda: "notifications_enabled=true" in settings.read_text()))
-        self.assertEqual(self.find("menu item", "Start on login").get_description(), "ON")
-        self.find("menu item", "Start on login").do_action(0)
-        self.assertTrue(turn_until(lambda: "autostart=false" in settings.read_text()))
-        self.assertTrue(turn_until(lambda: self.find("menu item", "Start on login").get_description() == "OFF"))
+    def settings(self):
+        return (self.home / ".config/skyfold/config").read_text()
+
+    def flip(self, name, then):
+        """Flips a setting by the mouse, and reads what is then stored and shown."""
+        self.click("menu", "Settings")
+        self.click("menu item", name)
+        self.assertTrue(turn_until(lambda: then in self.settings().splitlines()), self.settings())
+        self.press("frame", "Skyfold", "Escape")
+        self.assert_gone("menu item", name)
+
+    def monitor(self, folder, *steps):
+        return ["--monitor", "--syncdir", str(folder)], [*steps], "cut_short"
 
     def test_starts_that_end_at_once(self):
         for arguments, settings, environment, text, status in [
@@ -36,13 +39,16 @@ class ProgramTest(DrivenProgram):
                 if settings is not None:
                     self.sign_in(settings)
                 self.assert_ends(self.start(*arguments, **environment), status)
-                self.assert_says(text, 1)
+                self.assert_says(text)
 
-    def test_closing_the_only_window_ends_the_program(self):
+    def test_closing_the_only_window_ends_the_program_though_nobody_reads_what_it_prints(self):
         self.sign_in()
-        program = self.start()
+        unread, output = os.pipe()
+        os.close(unread)
+        program = self.start(stdout=output)
+        os.close(output)
         self.find("push button", "Start Sync")
-        subprocess.run(["xdotool", "key", "alt+F4"], check=True)
+        self.press("frame", "Configure Sync Directory", "alt+F4")
         self.assert_ends(program, 0)
 
     def test_missing_client_is_reported_and_the_program_goes_on(self):
@@ -50,20 +56,23 @@ class ProgramTest(DrivenProgram):
         self.sign_in(f"sync_dir={folder}\n")
         own_path = self.write("bin/pkill", "#!/bin/sh\n").parent
         (own_path / "pkill").chmod(0o755)
-        program = self.start(PATH=f"{own_path}:/usr/bin:/bin")
+        program = self.start("--daemon", PATH=f"{own_path}:/usr/bin:/bin")
         self.assert_says("ERROR: Sync process exited with code 127")
-        self.find("alert", "Sync Process Error")
+        self.press("alert", "Sync Process Error", "Return")
+        self.assert_gone("alert", "Sync Process Error")
         self.assert_says("ERROR: Tray icon failed to embed after retry")
-        self.assertIsNone(program.poll())
+        program.terminate()
+        self.assert_ends(program, 0)
+        self.assert_says("DEBUG: Application shutting down")
 
-    def test_window_tells_what_the_client_says_and_acts_on_rows(self):
+    def test_day_with_the_window_and_the_icon(self):
         folder = self.write("Cloud/Private/x").parents[1]
         self.write("Cloud/notes.txt")
         self.sign_in(f"sync_dir={folder}\n")
-        monitor = ["--monitor", "--syncdir", str(folder)]
+        config = self.write(".config/onedrive/config", 'skip_dir = "Private"\n')
         self.expect_calls(
-            (monitor, [{"print": "Downloading file: ./notes.txt ... \n"}, {"hang": True}], "cut_short"),
-            (monitor, [{"hang": True}], "optional"),
+            self.monitor(folder, {"print": "Downloading file: ./notes.txt ... \n"}, HANG),
+            self.monitor(folder, HANG), self.monitor(folder, HANG),
             (["--display-sync-status"], [{"print": "notes.txt: synced\n"}], "repeat"),
             (["--display-config"], [{"print": "skip_dir = \"Private\"\n"}], "repeat"))
         received = self.serve_notifications()
@@ -74,37 +83,97 @@ class ProgramTest(DrivenProgram):
         self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
         self.click_tray()
         for role, name in [("label", "Sync: Downloading \u2014 notes.txt"), ("label", "Downloading"),
-                           ("label", "Skipped"), ("list item", "Private"), ("menu", "Settings")]:
+                           ("label", "Skipped"), ("list item", "Private")]:
             self.find(role, name)
-        self.flip_settings()
-        self.find("list item", "notes.txt").grab_focus()
-        subprocess.run(["xdotool", "key", "shift+F10"], check=True)
-        self.find("menu item", "Disable Sync").do_action(0)
-        self.assertTrue(turn_until(lambda: received))
-        summary, body, hints = received[0][3], received[0][4], received[0][6]
-        self.assertEqual((summary, body), ("Sync Settings Changed", "Disabled sync for notes.txt"))
-        self.assertEqual(hints["desktop-entry"], "org.skyfold")
-        self.assertEqual((self.home / ".config/onedrive/config").read_text(), 'skip_dir = "notes.txt"\n')
-        self.assertTrue(turn_until(lambda: sum("DEBUG: Launching: " in line for line in self.lines) == 2))
-        self.assertTrue(turn_until(lambda: not self.accessible("alert", "Sync Process Error")))
-        subprocess.run(["xdotool", "key", "q"], check=True)
-        self.assert_ends(program, 0)
-        self.assert_says("DEBUG: Application shutting down", 1)
+        self.flip("Start on login", "autostart=false")
+        self.flip("Enable Notifications", "notifications_enabled=false")
 
-    def test_tray_that_comes_late_is_found_by_the_second_check(self):
-        self.sign_in(f"sync_dir={self.write('Cloud/a').parent}\nsync_enabled=false\n")
-        self.expect_calls()
-        program = self.start()
-        self.assert_says("retrying in 2 seconds...")
+        # The buttons of a row come and go with the pointer.
+        self.assertIsNone(self.accessible("push button", "Disable Sync"))
+        self.point("list item", "notes.txt")
+        self.find("push button", "Force Sync")
+        self.click("push button", "Disable Sync")
+        self.assertTrue(turn_until(lambda: config.read_text() == 'skip_dir = "Private", "notes.txt"\n'), config.read_text())
+        self.assert_says("DEBUG: Launching: ", 2)
+        self.assert_says("ERROR: Sync process exited with code -1")
+        self.assertIsNone(self.accessible("alert", "Sync Process Error"), "of a client that was replaced")
+        self.point("label", "Sync: Starting...")
+        self.assert_gone("push button", "Disable Sync")
+
+        # From the keyboard a row has the same as a menu. Only this change is told, and not the one above.
+        self.flip("Enable Notifications", "notifications_enabled=true")
+        self.find("list item", "Private").grab_focus()
+        self.press("frame", "Skyfold", "shift+F10")
+        self.click("menu item", "Enable Sync")
+        self.assert_says("DEBUG: Launching: ", 3)
+        self.assertEqual(config.read_text(), 'skip_dir = "notes.txt"\n')
+        self.assertTrue(turn_until(lambda: received))
+        self.assertEqual([one[3:5] for one in received], [("Sync Settings Changed", "Enabled sync for Private")])
+        self.assertEqual(received[0][6]["desktop-entry"], "org.skyfold")
+
+        self.press("frame", "Skyfold", "alt+F4")
+        self.assert_gone("frame", "Skyfold")
+        self.click_tray("3")
+        self.click("menu item", "Show/Hide")
+        self.press("frame", "Skyfold", "alt+F4")
+        self.assert_gone("frame", "Skyfold")
+        self.assertTrue(clients())
+        self.click_tray("3")
+        self.click("menu item", "Exit")
+        self.assert_ends(program, 0)
+        self.assert_says("DEBUG: Application shutting down")
+
+    def test_sign_in_that_the_client_asks_for_is_not_disturbed(self):
+        folder = self.write("Cloud/a").parent
+        self.sign_in(f"autostart=false\nsync_dir={folder}\nsync_enabled=yes\n")
+        go = self.home / "go"
+        self.expect_calls(
+            (["--monitor", "--syncdir", str(folder)], [{"wait_for": str(go)}, {"print": "AADSTS70000\n"}, {"exit": 1}]),
+            (["--reauth", "--verbose"], [{"write": {"{home}/asked": ""}}, {"wait_for": "{home}/end"}]),
+            self.monitor("{home}/OneDrive", {"print": "Syncing\n"}, HANG))
         self.start_trayer()
-        self.assert_says("DEBUG: Tray icon embedded on second check!")
-        self.assertFalse(self.said("DEBUG: Launching: "))
+        program = self.start()
+        self.assert_says("DEBUG: Tray icon setup complete!")
         self.click_tray()
         self.find("frame", "Skyfold")
-        subprocess.run(["xdotool", "key", "a"], check=True)
-        self.find("dialog", "About Skyfold")
+        self.write("go")
+        self.assertTrue(turn_until((self.home / "asked").exists))
+        self.flip("Enable Sync", "sync_enabled=true")
+        self.click("menu", "Settings")
+        self.assertTrue(turn_until(lambda: self.find("menu item", "Enable Sync").get_description() == "OFF"))
+        self.write("end")
+        self.click("push button", "Start Sync")
+        self.assert_says("[SYNC] Syncing")
+        self.assertEqual(self.count("DEBUG: Launching: "), 2)
         program.terminate()
         self.assert_ends(program, 0)
+
+    def test_account_is_removed_after_two_questions(self):
+        for answer, kept in [("Escape", True), ("alt+y", False)]:
+            self.lines.clear()
+            folder = self.write("Cloud/Private/x").parents[1]
+            token = self.home / ".config/onedrive/refresh_token"
+            self.sign_in(f"sync_dir={folder}\nsync_enabled=false\n")
+            program = self.start()
+            if kept:
+                self.assert_says("retrying in 2 seconds...")
+                self.start_trayer()
+                self.assert_says("DEBUG: Tray icon embedded on second check!")
+            self.assert_says("DEBUG: Tray icon setup complete!")
+            self.click_tray()
+            self.press("frame", "Skyfold", "a")
+            self.press("dialog", "About Skyfold", "Escape")
+            self.press("frame", "Skyfold", "r")
+            self.press("alert", SURE, "Escape")
+            self.assert_gone("alert", SURE)
+            self.assertTrue(token.exists(), "closing the question is no")
+            self.press("frame", "Skyfold", "r")
+            self.press("alert", SURE, "alt+y")
+            self.press("alert", FILES, answer)
+            self.assert_ends(program, 0)
+            self.assertFalse(token.exists())
+            self.assertEqual((folder / "Private/x").exists(), kept)
+            self.assertFalse(self.count("DEBUG: Launching: "))
 
 
 if __name__ == "__main__":

@@ -19,7 +19,7 @@ from urllib.parse import quote
 
 import gi
 
-from driver import DrivenProgram, turn_until
+from driver import HANG, DrivenProgram, clients, turn_until
 
 gi.require_version("Gdk", "3.0")
 from gi.repository import Gdk  # noqa: E402
@@ -56,10 +56,6 @@ class Answer(http.server.BaseHTTPRequestHandler):
     do_POST = do_GET
 
 
-def sign_in_clients():
-    return subprocess.run(["pgrep", "-f", "--", "--display-quota"], stdout=subprocess.PIPE, check=False).stdout
-
-
 @unittest.skipUnless("AUTHORITY" in os.environ, "no namespaces are allowed here, or there is no /etc/hosts to cover")
 class SignInTest(DrivenProgram):
     def sign_in_by(self, answers, address, *steps):
@@ -76,15 +72,23 @@ class SignInTest(DrivenProgram):
         self.addCleanup(double.shutdown)
         self.expect_calls(
             (["--display-quota", "--verbose"], [{"print": f"Visit:\n\n{address}\n\n"}, *steps], "cut_short"),
-            (["--monitor", "--syncdir", "{home}/OneDrive"], [{"print": "Syncing\n"}, {"hang": True}], "optional"))
+            (["--monitor", "--syncdir", "{home}/OneDrive"], [{"print": "Syncing\n"}, HANG], "optional"))
         return self.start(), double.seen
 
-    def assert_signed_in(self, token):
+    def assert_signed_in(self, program, token):
         start = self.find("push button", "Start Sync")
         self.assertEqual((self.home / ".config/onedrive/refresh_token").read_bytes(), token)
-        self.assertTrue(turn_until(lambda: not sign_in_clients()), "the client outlives the sign-in")
+        self.assertTrue(turn_until(lambda: not clients()), "the client outlives the sign-in")
         start.do_action(0)
         self.assert_says("Syncing")
+        program.terminate()
+        self.assert_ends(program, 0)
+
+    def assert_refused(self, program, text):
+        self.find("label", text)
+        self.press("alert", "Login Error", "Return")
+        self.assert_ends(program, 0)
+        self.assertFalse((self.home / ".config/onedrive/refresh_token").exists())
 
     def assert_redeemed(self, seen):
         """One token request, which fits the address that the page was asked for, escape by escape."""
@@ -101,30 +105,31 @@ class SignInTest(DrivenProgram):
 
     def test_own_exchange(self):
         reply = '{"token_type": "Bearer", "refresh_token" : "M.R3-\u00e9*!", "scope": ""}'
-        _program, seen = self.sign_in_by({AUTHORISE: (200, PAGE, ""), TOKEN: (200, reply, "")}, ADDRESS, {"hang": True})
+        program, seen = self.sign_in_by({AUTHORISE: (200, PAGE, ""), TOKEN: (200, reply, "")}, ADDRESS, HANG)
         root = Gdk.get_default_root_window()
         x, y = root.get_width() // 2, root.get_height() // 2  # the page is a button all over
         drawn = turn_until(lambda: Gdk.pixbuf_get_from_window(root, x, y, 1, 1).get_pixels()[:3] == bytes(GREEN), 40)
         self.assertTrue(drawn, self.lines[-5:])
         subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True)
-        self.assert_signed_in("M.R3-\u00e9*!".encode())
+        self.assert_signed_in(program, "M.R3-\u00e9*!".encode())
         self.assert_redeemed(seen)
 
     def test_hand_back_to_the_client(self):
         token = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}
-        _program, seen = self.sign_in_by({}, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, token)
-        self.assert_signed_in(b"its own")
+        program, seen = self.sign_in_by({}, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, token)
+        self.assert_signed_in(program, b"its own")
         self.assertNotIn("POST", [command for command, *_ in seen])
 
     def test_refused_exchange(self):
         reply = '{"error": "invalid_grant",\n "error_description": "AADSTS70008: <old> & expired"}'
-        program, seen = self.sign_in_by({TOKEN: (400, reply, "")}, ADDRESS, {"hang": True})
-        self.find("label", f"Token exchange failed (HTTP 400).\n\nServer response:\n{reply}")
-        self.assertTrue(self.accessible("alert", "Login Error"))
-        self.find("push button", "OK").do_action(0)
-        self.assert_ends(program, 0)
+        program, seen = self.sign_in_by({TOKEN: (400, reply, "")}, ADDRESS, HANG)
+        self.assert_refused(program, f"Token exchange failed (HTTP 400).\n\nServer response:\n{reply}")
         self.assert_redeemed(seen)
-        self.assertFalse((self.home / ".config/onedrive/refresh_token").exists())
+
+    def test_refused_sign_in(self):
+        redirect = REDIRECT.partition("?")[0] + "?error=access_denied"
+        program, _seen = self.sign_in_by({AUTHORISE: (302, "", redirect)}, ADDRESS, HANG)
+        self.assert_refused(program, "Could not extract authorization code from redirect URL.")
 
 
 def main(runner, inside=False):
