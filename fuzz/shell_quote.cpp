@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Any file name between the quotes of a shell command, read back by the rules of the POSIX shell (section
 // 2.2, quoting).
-#include "ui/shell_quote.h"
+#include "process/shell_quote.h"
 
 #include "base/text.h"
 #include "fuzz.h"

@@ -2,14 +2,12 @@
 #include "auth/authorise_address.h"
 
 #include "auth/identity.h"
-#include "auth/pkce.h"
 #include "base/text.h"
 
 #include <algorithm>
 
 // The end marker is needed because chunks are joined as they come: the client's next sentence can follow at
-// once.
-// An address that stands at the very end of the output so far is taken as it is.
+// once. An address that stands at the very end of the output so far is taken as it is.
 static std::string_view cut_at_end(std::string_view address) {
     const auto end = std::min(address.find_first_of(white_space), address.find("After completing"));
     return address.substr(0, end);
@@ -35,19 +33,22 @@ std::optional<std::string> find_authorise_address(std::string_view output, std::
     }
 }
 
-std::optional<PkceSignIn> add_pkce_challenge(std::string& address) {
-    if (contains(address, "code_challenge="))
-        return std::nullopt;
-    PkceSignIn sign_in;
-    sign_in.verifier = generate_pkce_verifier();
-    address += "&code_challenge=" + compute_pkce_challenge(sign_in.verifier) + "&code_challenge_method=S256";
-    sign_in.client_id = extract_url_param(address, "client_id");
-    sign_in.redirect_uri = extract_url_param(address, "redirect_uri");
-    return sign_in;
-}
-
 bool is_sign_in_redirect(std::string_view address) {
     return address.starts_with(identity_origin) &&
            address.substr(identity_origin.size()).starts_with(redirect_path) &&
            (contains(address, "code=") || contains(address, "error="));
+}
+
+std::string extract_url_param(const std::string& url, const std::string& key) {
+    const auto question = url.find('?');
+    if (question == std::string::npos)
+        return {};
+    const std::string needle = key + "=";
+    std::string value;
+    for_each_piece(std::string_view(url).substr(question + 1), '&', [&](std::string_view segment) {
+        // Strictly longer: a parameter with an empty value does not count as present.
+        if (value.empty() && segment.size() > needle.size() && segment.starts_with(needle))
+            value = segment.substr(needle.size());
+    });
+    return value;
 }

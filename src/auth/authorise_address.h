@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Finds the authorise address in what the client printed, adds our own challenge to it, and recognises the
-// redirect that answers it. Showing the address is left to the sign-in window.
+// Finds the authorise address in what the client printed, recognises the redirect that answers it, and reads
+// one parameter of either. Showing the address is left to the sign-in window.
 #pragma once
 
 #include <optional>
@@ -14,17 +14,11 @@
 /// `searched` (0 at first) is where the next search of the same, longer output may start; it only saves work.
 std::optional<std::string> find_authorise_address(std::string_view output, std::size_t& searched);
 
-/// The state of one sign-in by our own exchange. All empty: the client exchanges the code itself.
-struct PkceSignIn {
-    std::string verifier;
-    std::string client_id;    // undecoded, as in the address
-    std::string redirect_uri; // undecoded, as in the address
-};
-
-/// Appends a fresh S256 challenge to `address` and returns what the exchange needs later (RFC 7636
-/// section 4.3). Leaves an address that has a challenge already, and returns nothing.
-std::optional<PkceSignIn> add_pkce_challenge(std::string& address);
-
 /// True for the redirect that ends a sign-in: it starts with the redirect address and holds "code=" or
 /// "error=".
 bool is_sign_in_redirect(std::string_view address);
+
+/// The value of query parameter `key`, undecoded, up to the next "&" or the end (a fragment is not cut). The
+/// empty string when `url` has no such parameter; one with an empty value does not count, and the search goes
+/// on after it.
+std::string extract_url_param(const std::string& url, const std::string& key);

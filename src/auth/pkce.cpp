@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "auth/pkce.h"
 
+#include "auth/authorise_address.h"
 #include "base/text.h"
 
 #include <algorithm>
@@ -25,7 +26,8 @@ std::string base64url(const Bytes& bytes) {
 
 std::string generate_pkce_verifier() {
     Bytes bytes{};
-    // GLib's global generator, which is not a cryptographic one: wanted so.
+    // GLib's global generator is no cryptographic one, but seeded by the system for each start. A verifier
+    // counts once, for minutes, and whoever could guess it would need the redirect of this sign-in as well.
     for (auto& byte : bytes)
         byte = static_cast<guchar>(g_random_int_range(0, 256));
     return base64url(bytes);
@@ -42,16 +44,13 @@ std::string compute_pkce_challenge(const std::string& verifier) {
     return base64url(digest);
 }
 
-std::string extract_url_param(const std::string& url, const std::string& key) {
-    const auto question = url.find('?');
-    if (question == std::string::npos)
-        return {};
-    const std::string needle = key + "=";
-    std::string value;
-    for_each_piece(std::string_view(url).substr(question + 1), '&', [&](std::string_view segment) {
-        // Strictly longer: a parameter with an empty value does not count as present.
-        if (value.empty() && segment.size() > needle.size() && segment.starts_with(needle))
-            value = segment.substr(needle.size());
-    });
-    return value;
+std::optional<PkceSignIn> add_pkce_challenge(std::string& address) {
+    if (contains(address, "code_challenge="))
+        return std::nullopt;
+    PkceSignIn sign_in;
+    sign_in.verifier = generate_pkce_verifier();
+    address += "&code_challenge=" + compute_pkce_challenge(sign_in.verifier) + "&code_challenge_method=S256";
+    sign_in.client_id = extract_url_param(address, "client_id");
+    sign_in.redirect_uri = extract_url_param(address, "redirect_uri");
+    return sign_in;
 }

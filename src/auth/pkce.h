@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Proof Key for Code Exchange (RFC 7636, method S256) and reading one parameter of an address.
+// Proof Key for Code Exchange (RFC 7636, method S256): the two values, and the challenge that is added to the
+// authorise address. The exchange itself is left to the token exchange.
 #pragma once
 
+#include <optional>
 #include <string>
 
 /// A fresh code verifier of 43 characters: base64url of 32 bytes without padding (RFC 7636 section 4.1).
@@ -10,7 +12,13 @@ std::string generate_pkce_verifier();
 /// The S256 challenge of `verifier`: base64url of its SHA-256 without padding (RFC 7636 section 4.2).
 std::string compute_pkce_challenge(const std::string& verifier);
 
-/// The value of query parameter `key`, undecoded, up to the next "&" or the end (a fragment is not cut). The
-/// empty string when `url` has no such parameter; one with an empty value does not count, and the search goes
-/// on after it.
-std::string extract_url_param(const std::string& url, const std::string& key);
+/// The state of one sign-in by our own exchange. All empty: the client exchanges the code itself.
+struct PkceSignIn {
+    std::string verifier;
+    std::string client_id;    // undecoded, as in the address
+    std::string redirect_uri; // undecoded, as in the address
+};
+
+/// Appends a fresh S256 challenge to `address` and returns what the exchange needs later (RFC 7636
+/// section 4.3). Leaves an address that has a challenge already, and returns nothing.
+std::optional<PkceSignIn> add_pkce_challenge(std::string& address);

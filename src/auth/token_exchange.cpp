@@ -2,8 +2,8 @@
 #include "auth/token_exchange.h"
 
 #include "app/application.h"
+#include "auth/authorise_address.h"
 #include "auth/identity.h"
-#include "auth/pkce.h"
 #include "auth/token_reply.h"
 #include "base/files.h"
 #include "base/print.h"

@@ -2,6 +2,7 @@
 // Small operations on bytes that several rules share. Text is never assumed to be valid UTF-8 here.
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 
 inline constexpr std::string_view blanks = " \t";
@@ -16,6 +17,10 @@ std::string_view between_outer_quotes(std::string_view text);
 
 inline bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
+}
+
+inline bool contains_any(std::string_view text, const auto& parts) {
+    return std::ranges::any_of(parts, [text](auto part) { return contains(text, part); });
 }
 
 /// Calls `take(piece)` for each piece of `text` between separators; an empty text has one empty piece.

@@ -24,6 +24,3 @@ struct EndedClient {
 /// The phrases count whatever the exit code; a resync wins over a new sign-in, and is asked for only once in
 /// a row.
 SyncEnd judge_sync_end(const EndedClient& client);
-
-/// True when the output of a sign-in attempt says that a fresh authorisation is needed.
-bool asks_for_reauth_at_login(std::string_view output);

@@ -7,8 +7,3 @@
 
 /// `bytes` as valid UTF-8 without NUL bytes: what is neither becomes U+FFFD.
 Glib::ustring display_text(std::string_view bytes);
-
-/// What stands beside a switch.
-inline const char* on_or_off(bool state) {
-    return state ? "ON" : "OFF";
-}

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
-#include "ui/display_text.h"
 #include "ui/skyfold.h"
 #include "version.h"
 
@@ -10,6 +9,10 @@
 #include <gtkmm/menuitem.h>
 
 namespace {
+const char* on_or_off(bool state) {
+    return state ? "ON" : "OFF";
+}
+
 // A press anywhere on the row flips its switch once; so do the keyboard and a screen reader, by activating
 // the row. The release is swallowed: it would activate the row once more and close the menu before the flip
 // is seen. Not by the switch's own activation, which waits for an animation and so for the menu to stay open.
@@ -110,6 +113,15 @@ void Skyfold::show_initial_settings() {
     show_state(sync_switch, sync_state_label, app->is_sync_running());
     show_state(autostart_switch, autostart_state_label, app->is_autostart_enabled());
     show_state(notifications_switch, notifications_state_label, app->are_notifications_enabled());
+}
+
+bool Skyfold::on_sync_toggle_clicked(bool state) {
+    if (app == nullptr)
+        return false;
+    if (state != app->is_sync_running())
+        app->toggle_sync();
+    sync_state_label->set_text(on_or_off(state));
+    return false;
 }
 
 // These two flip the stored preference instead of setting it, on purpose: a switch starts out equal to it and

@@ -3,7 +3,7 @@
 #include "base/files.h"
 #include "base/print.h"
 #include "base/text.h"
-#include "ui/shell_quote.h"
+#include "process/shell_quote.h"
 #include "ui/skip_dir.h"
 #include "ui/skyfold.h"
 

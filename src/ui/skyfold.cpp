@@ -4,7 +4,6 @@
 #include "app/application.h"
 #include "base/print.h"
 #include "ui/dialogs.h"
-#include "ui/display_text.h"
 #include "ui/status_cache.h"
 
 #include <glibmm/main.h>
@@ -86,15 +85,6 @@ void Skyfold::build_status_bar() {
     status_bar->pack_start(status_label, Gtk::PACK_SHRINK);
     main_box.pack_end(*status_bar, Gtk::PACK_SHRINK);
     main_box.pack_end(*Gtk::make_managed<Gtk::Separator>(Gtk::ORIENTATION_HORIZONTAL), Gtk::PACK_SHRINK);
-}
-
-bool Skyfold::on_sync_toggle_clicked(bool state) {
-    if (app == nullptr)
-        return false;
-    if (state != app->is_sync_running())
-        app->toggle_sync();
-    sync_state_label->set_text(on_or_off(state));
-    return false;
 }
 
 void Skyfold::set_sync_status(bool running) {

@@ -50,7 +50,6 @@ class Skyfold : public Gtk::Window {
     Skyfold(Skyfold&&) = delete;
     Skyfold& operator=(Skyfold&&) = delete;
     ~Skyfold() override;
-    bool on_sync_toggle_clicked(bool state);
     /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
     /// switch, whose handler compares the two.
     void set_sync_status(bool running);
@@ -86,6 +85,7 @@ class Skyfold : public Gtk::Window {
     // ui/menu_bar.cpp
     void create_menu_bar();
     void on_about();
+    bool on_sync_toggle_clicked(bool state);
     bool on_autostart_toggled(bool state);
     void set_autostart_status(bool enabled);
     bool on_notifications_toggled(bool state);

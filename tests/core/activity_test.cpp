@@ -144,7 +144,5 @@ TEST(SyncEnd, PhrasesDecideInTheirOrder) {
              {{false, false, 0, "--Resync needed"}, SyncEnd::clean},
              {{true, false, 1, resync}, SyncEnd::stopped}})
         EXPECT_EQ(judge_sync_end(client), end) << client.output;
-    EXPECT_TRUE(asks_for_reauth_at_login(recorded("f-token-AADSTS700082.txt")));
-    EXPECT_FALSE(asks_for_reauth_at_login("AADSTS65004: --reauth"));
 }
 } // namespace

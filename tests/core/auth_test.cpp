@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "auth/authorise_address.h"
 #include "auth/identity.h"
+#include "auth/login_end.h"
 #include "auth/pkce.h"
 #include "auth/token_reply.h"
 #include "test_files.h"
@@ -52,6 +53,11 @@ TEST(AuthoriseAddress, EndsAtWhiteSpaceOrTheNextSentence) {
     searched = 0;
     const auto real = find_authorise_address(recorded("a-quota-signin.txt"), searched);
     EXPECT_EQ(extract_url_param(real.value_or(""), "client_id"), "d50ca740-c83f-4d1b-b616-12c519384f0c");
+}
+
+TEST(LoginEnd, OnlyAFreshAuthorisationIsAskedFor) {
+    EXPECT_TRUE(asks_for_reauth_at_login(recorded("f-token-AADSTS700082.txt")));
+    EXPECT_FALSE(asks_for_reauth_at_login("AADSTS65004: --reauth"));
 }
 
 // Searching on from where the last search stopped finds what searching from the start would.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "ui/shell_quote.h"
+#include "process/shell_quote.h"
 
 std::string inside_double_quotes(std::string_view text) {
     std::string quoted;
