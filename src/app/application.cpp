@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
 
-#include "base/files.h"
 #include "base/print.h"
+#include "process/client_files.h"
 #include "process/client_locator.h"
 #include "process/main_loop.h"
 #include "process/process_setup.h"

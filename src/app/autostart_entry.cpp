@@ -34,6 +34,6 @@ void write_autostart_entry(bool enable) {
     // Without HOME the command starts at the root: "~" then came from the user database, and is not used
     // here.
     const char* home = std::getenv("HOME");
-    if (!write_file(path, autostart_entry_text(home == nullptr ? "" : home)))
+    if (!replace_file(path, autostart_entry_text(home == nullptr ? "" : home)))
         print_error("Could not create autostart file");
 }

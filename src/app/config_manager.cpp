@@ -31,10 +31,15 @@ ConfigManager::ConfigManager() {
 }
 
 void ConfigManager::load() {
-    if (const auto text = read_file(config_path))
+    std::string error;
+    if (const auto text = read_file(config_path, error)) {
         read_settings(*text, values);
-    else if (!write_file(config_path, ""))
+    } else if (!error.empty()) {
+        print_error("Error: Could not read config file: " + config_path + ": " + error);
+        may_save = false;
+    } else if (!make_file(config_path)) {
         print_error("Error: Could not create config file: " + config_path);
+    }
     for (const char* key : {"autostart", "sync_enabled"}) {
         if (!key_exists(key))
             set(key, "true");
@@ -42,7 +47,7 @@ void ConfigManager::load() {
 }
 
 void ConfigManager::save() const {
-    if (!write_file(config_path, settings_text(values)))
+    if (!may_save || !replace_file(config_path, settings_text(values)))
         print_error("Error: Could not open config file for writing: " + config_path);
 }
 

@@ -17,19 +17,20 @@ void read_settings(std::string_view text, Settings& values);
 std::string settings_text(const Settings& values);
 
 /// Main thread only. An instance holds the file as it was when it was made and writes all of it with every
-/// `set`, so a key that another instance added meanwhile is lost again. That is how the settings window's key
-/// fades away.
+/// `set`, so a key that another instance added meanwhile is lost again. That happens on purpose to the key
+/// "notifications", which the settings window writes and nothing but that window reads.
 class ConfigManager {
   public:
     /// Finds "~/.config/skyfold" (making that one folder), then loads the file `config` in it.
     ConfigManager();
 
     /// Reads the file and adds the defaults "autostart" and "sync_enabled" = "true" where they are missing,
-    /// each with a save of its own. A file that cannot be opened is created empty; failing that prints a line
-    /// on stderr.
+    /// each with a save of its own. A missing file is created empty. A file that cannot be created, or is
+    /// there and cannot be read, is told on standard error; the latter is never written, so that it is not
+    /// lost.
     void load();
 
-    /// Rewrites the whole file. A file that cannot be written prints a line on stderr.
+    /// Replaces the whole file. A failure prints a line on standard error and leaves the file as it was.
     void save() const;
 
     /// The value, or the empty string for an absent key.
@@ -43,4 +44,5 @@ class ConfigManager {
   private:
     std::string config_path;
     Settings values;
+    bool may_save = true;
 };

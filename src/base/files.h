@@ -1,37 +1,35 @@
 // SPDX-License-Identifier: MIT
-// Reading and writing small files, and where the program's and the client's files lie. Every descriptor
-// opened here is close-on-exec. What the files hold is left to others.
+// Reading and replacing small files, and finding them from a path with "~". Every descriptor opened here is
+// close-on-exec. What the files hold is left to others.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// The whole content as bytes; nothing when the file cannot be opened. A read error ends the content early.
+/// The whole content of a regular file, as bytes. Else nothing, and `error` says why; it is empty where there
+/// is simply no file. What was read before an error does not count, and nothing waits at a FIFO or a device.
+std::optional<std::string> read_file(const std::string& path, std::string& error);
+
+/// The same for those who do not care why.
 std::optional<std::string> read_file(const std::string& path);
 
-/// How writing a file ended: a full disk, for example, cuts it short.
-enum class WriteEnd { whole, cut_short, not_opened };
+/// Puts a new file in the place of `path`, or makes it: whoever reads sees the old content or all of the new
+/// one, and a failure leaves the old one. False then, and `error` says why.
+///
+/// A symbolic link stays, and what it leads to is replaced. The mode stays (a new file has the process's
+/// default); write protection is respected, and what is no regular file is left alone. A further hard link
+/// goes on naming the old content. The folder has to be writable.
+bool replace_file(const std::string& path, std::string_view content, std::string& error);
 
-/// Replaces the content of `path` (truncating it, mode as the process default).
-WriteEnd replace_file(const std::string& path, std::string_view content);
+/// The same for those who do not care why.
+bool replace_file(const std::string& path, std::string_view content);
 
-/// The same; true when it was written whole.
-bool write_file(const std::string& path, std::string_view content);
+/// Makes an empty file where there is none. False when that fails.
+bool make_file(const std::string& path);
+
+/// True when the file can be opened for reading; its content is not looked at.
+bool can_open(const std::string& path);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.
 std::optional<std::string> expand_path(const char* path);
-
-/// `HOME` + "/.config/onedrive/" + name, a file of the outside client; nothing when `HOME` is unset.
-std::optional<std::string> client_file(std::string_view name);
-
-/// True when the client's token file can be opened for reading; its content is not looked at.
-bool is_client_token_present();
-
-/// Deletes a file of the outside client; a missing file or an unset `HOME` is not an error.
-void remove_client_file(std::string_view name);
-
-/// Writes the client's token file: the token alone, without a line end. Makes the client's configuration
-/// folder (last level only, mode 0700) when it is missing. False when `HOME` is unset or the file cannot be
-/// written; a file that was cut short is removed.
-bool save_client_token(std::string_view token);

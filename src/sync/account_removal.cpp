@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
-#include "base/files.h"
 #include "base/print.h"
+#include "process/client_files.h"
 #include "ui/dialogs.h"
 #include "ui/skyfold.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
-#include "base/files.h"
 #include "base/print.h"
 #include "process/child_process.h"
+#include "process/client_files.h"
 #include "process/main_loop.h"
 #include "sync/sync_end.h"
 #include "ui/dialogs.h"

@@ -3,6 +3,7 @@
 #include "base/files.h"
 #include "base/print.h"
 #include "base/text.h"
+#include "process/client_files.h"
 #include "process/shell_quote.h"
 #include "ui/skip_dir.h"
 #include "ui/skyfold.h"
@@ -66,22 +67,28 @@ void open_location(const std::string& path) {
 }
 
 // Adds `value` to, or removes it from, the list that `key` holds in the client's configuration file. A file
-// that cannot be written is left as it is. Throws when `HOME` is unset.
-void modify_onedrive_config(const std::string& key, const std::string& value, bool add) {
+// that cannot be read whole or written is left as it is: throws at the former, and when `HOME` is unset;
+// false at the latter, with a printed line.
+bool modify_onedrive_config(const std::string& key, const std::string& value, bool add) {
     const auto path = client_file("config");
     if (!path)
         throw std::runtime_error("HOME is not set");
+    std::string error;
+    const auto text = read_file(*path, error);
+    if (!text && !error.empty())
+        throw std::runtime_error("could not read all of " + *path + ": " + error);
     std::vector<std::string> lines;
-    const auto text = read_file(*path).value_or("");
-    for_each_line(text, [&lines](std::string_view line) { lines.emplace_back(line); });
+    for_each_line(text.value_or(""), [&lines](std::string_view line) { lines.emplace_back(line); });
     const auto edited = edit_list(std::move(lines), key, value, add);
     if (!edited)
-        return;
+        return true;
     std::string content;
     for (const auto& line : *edited)
         content.append(line).append("\n");
-    if (replace_file(*path, content) == WriteEnd::cut_short)
-        print_error("ERROR: Could not write all of " + *path);
+    if (replace_file(*path, content, error))
+        return true;
+    print_error("ERROR: Could not write " + *path + ": " + error);
+    return false;
 }
 } // namespace
 
@@ -130,7 +137,7 @@ void Skyfold::change_folder_sync(const std::string& path, bool enable) {
         print_error("Cannot toggle sync for root directory");
         return;
     }
-    modify_onedrive_config("skip_dir", relative, !enable);
+    const bool stored = modify_onedrive_config("skip_dir", relative, !enable);
     print_line((enable ? "Removed from skip_dir: " : "Added to skip_dir: ") + relative);
     if (app != nullptr && app->is_sync_running()) {
         print_line("Restarting sync process to apply config changes...");
@@ -141,7 +148,7 @@ void Skyfold::change_folder_sync(const std::string& path, bool enable) {
             app->toggle_sync();
     }
     refresh_sync_status();
-    if (app != nullptr && app->are_notifications_enabled())
+    if (stored && app != nullptr && app->are_notifications_enabled())
         send_notification("Sync Settings Changed", (enable ? "Enabled sync for " : "Disabled sync for ") +
                                                        Glib::path_get_basename(path));
 }

@@ -3,7 +3,12 @@
 #include "app/config_manager.h"
 #include "test_files.h"
 
+#include <atomic>
+#include <csignal>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
 
 namespace {
 constexpr const char* settings_file = ".config/skyfold/config";
@@ -41,6 +46,107 @@ TEST(Settings, FileThatCannotBeOpenedIsReportedAndSurvived) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find(
                   "\nError: Could not open config file for writing: " + home.file(settings_file) + "\n"),
               std::string::npos);
+}
+
+namespace fs = std::filesystem;
+
+// While it lives no file grows beyond some bytes: a disk that is full in the middle of one.
+class FullDisk {
+  public:
+    explicit FullDisk(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit small{bytes, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    FullDisk(const FullDisk&) = delete;
+    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before); }
+
+  private:
+    rlimit before = [] {
+        rlimit now{};
+        getrlimit(RLIMIT_FSIZE, &now);
+        return now;
+    }();
+};
+
+TEST(Files, AreReplacedWholeOrLeftAsTheyAre) {
+    const TestHome home;
+    const std::string large(5'000'000, 'x');
+    std::string error;
+    home.write("kept/file", "old");
+    fs::permissions(home.file("kept/file"), fs::perms(0646)); // the process's mask must not narrow it
+    fs::create_symlink("kept/file", home.file("link"));
+    fs::create_hard_link(home.file("kept/file"), home.file("second name"));
+    {
+        const FullDisk full(4096);
+        EXPECT_FALSE(replace_file(home.file("link"), large, error));
+        EXPECT_NE(error, "");
+        EXPECT_EQ(home.read("link"), "old");
+        EXPECT_EQ(std::distance(fs::directory_iterator(home.file("kept")), {}), 1)
+            << "something is left over";
+    }
+    EXPECT_TRUE(replace_file(home.file("link"), large, error)) << error;
+    EXPECT_TRUE(fs::is_symlink(home.file("link")));
+    EXPECT_TRUE(home.read("kept/file") == large);
+    EXPECT_EQ(fs::status(home.file("kept/file")).permissions(), fs::perms(0646));
+    EXPECT_EQ(home.read("second name"), "old");
+    fs::create_symlink("kept/new", home.file("dangling"));
+    EXPECT_TRUE(replace_file(home.file("dangling"), std::string("a\0\r\n", 4), error)) << error;
+    EXPECT_EQ(home.read("kept/new"), std::string("a\0\r\n", 4));
+    EXPECT_FALSE(read_file(home.file("nothing"), error));
+    EXPECT_EQ(error, "");
+}
+
+TEST(Files, WhatIsNoFileIsNeitherReadNorReplaced) {
+    const TestHome home;
+    mkfifo(home.file("fifo").c_str(), 0666);
+    fs::create_directory(home.file("folder"));
+    fs::create_symlink("loop", home.file("loop"));
+    fs::create_symlink("/dev/zero", home.file("device"));
+    home.write("protected", "old");
+    fs::permissions(home.file("protected"), fs::perms::owner_read);
+    for (const char* name : {"fifo", "folder", "loop", "device", "protected"}) {
+        std::string error;
+        const bool is_file = name == std::string("protected");
+        EXPECT_EQ(read_file(home.file(name), error).has_value(), is_file) << name;
+        EXPECT_EQ(error.empty(), is_file) << name;
+        if (!is_file || geteuid() != 0) { // no protection counts for the superuser
+            EXPECT_FALSE(replace_file(home.file(name), "new", error)) << name;
+            EXPECT_NE(error, "") << name;
+        }
+    }
+    EXPECT_TRUE(fs::is_fifo(home.file("fifo")) && fs::is_symlink(home.file("device")));
+}
+
+// Its first read fails, though it can be opened and calls itself a regular file.
+TEST(Settings, FileThatCannotBeReadIsNotWrittenEither) {
+    const TestHome home;
+    fs::create_symlink("/proc/self/mem", home.file(settings_file));
+    testing::internal::CaptureStderr();
+    ConfigManager config;
+    EXPECT_EQ(config.get("autostart"), "true");
+    const auto printed = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(printed.starts_with("Error: Could not read config file: " + home.file(settings_file) + ": "));
+    EXPECT_NE(printed.find("\nError: Could not open config file for writing: "), std::string::npos);
+    fs::remove(home.file(settings_file));
+    config.set("sync_dir", "/x");
+    EXPECT_FALSE(fs::exists(home.file(settings_file)));
+}
+
+TEST(Settings, ProgramsStartedAtOnceSeeAllOfThem) {
+    const TestHome home;
+    home.write(settings_file, "sync_dir=/x\n");
+    std::atomic<bool> done{false};
+    std::thread other([&done] {
+        while (!done)
+            ConfigManager().set("is_logged_in", "true");
+    });
+    int lost = 0;
+    for (int start = 0; start < 1000; ++start)
+        lost += ConfigManager().get("sync_dir") == "/x" ? 0 : 1;
+    done = true;
+    other.join();
+    EXPECT_EQ(lost, 0);
 }
 
 TEST(Autostart, EntryHasItsEightLinesAndIsRemovedQuietly) {

@@ -35,7 +35,8 @@ class TestHome {
         return read_file(file(below)).value_or("(no such file)");
     }
     void write(const std::string& below, const std::string& text) const {
-        EXPECT_TRUE(write_file(file(below), text)) << below;
+        std::filesystem::create_directories((path / below).parent_path());
+        EXPECT_TRUE(replace_file(file(below), text)) << below;
     }
 
     std::filesystem::path path;

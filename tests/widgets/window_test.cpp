@@ -107,13 +107,19 @@ TEST_F(WindowTest, RowsActOnTheClientAndItsConfiguration) {
     ApplicationProbe::pid(application) = 0;
     EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
     EXPECT_EQ(home.read(config), before);
+    std::filesystem::remove(home.file(config));
+    std::filesystem::create_symlink("/proc/self/mem", home.file(config)); // opens, and cannot be read
+    testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
     window->on_file_sync_toggle_clicked(folder, false);
+    window->on_file_sync_toggle_clicked(row.get_full_path(), false);
     unsetenv("HOME");
     window->on_file_sync_toggle_clicked(row.get_full_path(), false);
     setenv("HOME", home.path.c_str(), 1);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "Cannot toggle sync for root directory\nError toggling sync: HOME is not set\n");
+              "Cannot toggle sync for root directory\nError toggling sync: could not read all of " +
+                  home.file(config) + ": Input/output error\nError toggling sync: HOME is not set\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout().find("Added to"), std::string::npos);
     turn_for(0.3); // the refreshes
 }
 
@@ -122,7 +128,7 @@ TEST_F(WindowTest, OutsideProgramsGetEachNameAsItIs) {
     home.write("OneDrive/" + odd, "");
     for (const char* program : {"xdg-open", "dbus-send"}) {
         const auto path = std::string(std::getenv("SKYFOLD_ISOLATED")) + "/bin/" + program;
-        EXPECT_TRUE(write_file(path, "#!/bin/sh\nprintf '%s|' \"$@\" >>\"$HOME/calls\"\nexit 1\n"));
+        EXPECT_TRUE(replace_file(path, "#!/bin/sh\nprintf '%s|' \"$@\" >>\"$HOME/calls\"\nexit 1\n"));
         std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     }
     const auto window = make_window();
