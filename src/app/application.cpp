@@ -4,6 +4,7 @@
 #include "base/print.h"
 #include "process/client_files.h"
 #include "process/client_locator.h"
+#include "process/client_processes.h"
 #include "process/main_loop.h"
 #include "process/process_setup.h"
 #include "ui/dialogs.h"
@@ -49,8 +50,8 @@ void Application::on_startup() {
     print_line("DEBUG: Application::on_startup() - END (app is held)");
 }
 
-// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. The same signal
-// once more, after this, ends the program at once.
+// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. While the main
+// thread waits for a command no signal is heard; once one has been, the same signal ends the program at once.
 void Application::quit_on_signals() {
     const auto quit_once = +[](gpointer application) -> gboolean {
         close_dialogs();
@@ -116,7 +117,7 @@ void Application::show_settings_window() {
     auto* window = new SettingsWindow();
     window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
     window->signal_hide().connect([this, window] {
-        if (login_window == window) // a person closed it: the program itself clears `login_window` first
+        if (login_window == window) // a person closed it
             go_on_without_login_window();
     });
     add_window(*window);
@@ -139,6 +140,7 @@ void Application::handle_shutdown() {
     print_line("DEBUG: Application shutting down");
     quit_sync_process();
     kill_existing_onedrive_processes();
+    end_client_queries();
 }
 
 std::string Application::get_onedrive_cli_path() const {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The program's spine: owns the settings, the top-level windows and the two children. Its members are
-// declared here once and defined where their work happens; each heading names the file. All of it belongs to
-// the main loop's thread.
+// declared here once and defined where their work happens; each heading names the file. It belongs to the
+// main loop's thread, but for what is marked otherwise.
 #pragma once
 
 #include "app/config_manager.h"
@@ -10,6 +10,7 @@
 #include <glibmm/threads.h>
 #include <gtkmm/application.h>
 #include <gtkmm/window.h>
+#include <memory>
 #include <string>
 
 class Skyfold;
@@ -56,12 +57,14 @@ class Application : public Gtk::Application {
     /// Asks for a sync of the folder; ignored while one runs or starts.
     void on_sync_started(const std::string& sync_dir);
     void launch_sync_process(const std::string& sync_dir, bool resync);
-    /// Kills every other client and removes the client's lock file. Blocks; any thread may call.
+    /// Kills every client and removes the client's lock file. Blocks; any thread may call.
     static void kill_existing_onedrive_processes();
     /// Stops a running child; one that is still starting is left alone.
     void quit_sync_process();
     /// True while the child runs or starts.
     [[nodiscard]] bool is_sync_running() const;
+    /// Switches syncing off or on. After `quit_sync_process` it is the second half of a restart: from here on
+    /// the end of the child that was stopped is only printed.
     void toggle_sync();
     [[nodiscard]] std::string get_sync_dir() const;
 
@@ -106,20 +109,23 @@ class Application : public Gtk::Application {
 
     // sync/sync_supervisor.cpp
     void on_sync_output(SyncLaunch& launch, const std::string& chunk);
-    void on_sync_exit(const SyncLaunch& launch, int exit_code);
+    void on_sync_exit(SyncLaunch& launch, int exit_code);
     void continue_after_sync(const SyncLaunch& launch, SyncEnd end);
-    static void report_sync_end(SyncEnd end, int exit_code);
+    static void report_exit_code(int exit_code);
     void show_sync_error(int exit_code, const std::string& output);
     void show_sync_running(const std::string& sync_dir);
     void report_failed_launch();
 
     bool daemon_mode = false;
     ConfigManager config;
-    // Windows live until the process ends. In front: a first-run window, the sync error dialog or the main
-    // window.
+    // The window in front, which lives until the process ends: one of the first run (startup window, sign-in
+    // page or settings window), the sync error dialog, or the main window, shown or hidden. Null: none yet,
+    // or the program has just hidden it. It is cleared before the window is hidden, so that a hide handler
+    // that finds it set knows that a person has closed the window.
     Gtk::Window* login_window = nullptr;
     Skyfold* main_window = nullptr;
     [[maybe_unused]] bool spare_flag = false;
+    static constexpr std::int32_t no_attempt = -1; // the last one is over
     std::int32_t login_instance = 0;
     bool redirect_captured = false;
     Glib::Threads::Mutex login_output_mutex;
@@ -133,5 +139,5 @@ class Application : public Gtk::Application {
     std::string pkce_client_id;
     std::string pkce_redirect_uri;
     bool gui_exchange_succeeded = false;
-    int sync_starts = 0; // tells a child's end from that of the one before it
+    std::shared_ptr<SyncLaunch> current_launch; // null from a request to start until the child is launched
 };

@@ -67,7 +67,8 @@ bool read_chunk(Glib::IOCondition condition, const Glib::RefPtr<Glib::IOChannel>
     switch (channel->read(buffer.data(), buffer.size(), size)) {
     case Glib::IO_STATUS_NORMAL:
         if (size > 0)
-            on_output(std::string(buffer.data(), size));
+            run_guarded(
+                [&] { on_output(std::string(buffer.data(), size)); }); // what it throws ends no reading
         return true;
     case Glib::IO_STATUS_AGAIN:
         return true;

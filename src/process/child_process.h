@@ -11,7 +11,7 @@
 /// Starts `/bin/sh -c command`. Call on the main loop's thread.
 ///
 /// `on_output` gets each chunk of standard output and error (bytes, at most 4096, never empty) on the main
-/// loop.
+/// loop; what it throws is printed, and reading goes on.
 ///
 /// `on_exit` gets the exit status, or -1 for a child ended by a signal, once and on a thread of its
 /// own (on the main loop's where no thread can be made); the last chunk may arrive after it. The last three

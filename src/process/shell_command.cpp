@@ -2,36 +2,50 @@
 #include "process/shell_command.h"
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
+#include <sys/wait.h>
 
 namespace {
+constexpr int shell_says_killed = 128 + SIGKILL; // of a command that the shell did not replace itself by
+
+// Noted by the closing of the pipe, so that it happens on every way out.
 struct ClosePipe {
-    void operator()(std::FILE* pipe) const { pclose(pipe); }
+    int* wait_status;
+    void operator()(std::FILE* pipe) const { *wait_status = pclose(pipe); }
 };
+
+bool was_killed(int wait_status) {
+    return WIFSIGNALED(wait_status) ? WTERMSIG(wait_status) == SIGKILL
+                                    : WEXITSTATUS(wait_status) == shell_says_killed;
+}
 
 // Reads with fread, not fgets: a NUL byte in the output would hide the rest of its line from the latter.
 template<std::size_t piece>
-std::optional<std::string> collect(const char* command) {
-    const std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command, "re"));
+std::optional<CommandEnd> collect(const char* command) {
+    CommandEnd end;
+    int wait_status = 0;
+    std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command, "re"), ClosePipe{&wait_status});
     if (!pipe)
         return std::nullopt;
-    std::string output;
     std::array<char, piece> buffer{};
     while (const auto count = std::fread(buffer.data(), 1, buffer.size(), pipe.get()))
-        output.append(buffer.data(), count);
-    return output;
+        end.output.append(buffer.data(), count);
+    pipe.reset();
+    end.killed = was_killed(wait_status);
+    return end;
 }
 } // namespace
 
-std::optional<std::string> run_shell_command(const std::string& command) {
+std::optional<CommandEnd> run_shell_command(const std::string& command) {
     return collect<1024>(command.c_str());
 }
 
 std::string exec(const char* command) {
-    auto output = collect<128>(command);
-    if (!output)
+    auto end = collect<128>(command);
+    if (!end)
         throw std::runtime_error("popen() failed!");
-    return *std::move(output);
+    return std::move(end->output);
 }

@@ -6,9 +6,14 @@
 #include <optional>
 #include <string>
 
-/// Standard output of `command`, as bytes; nothing when it could not be started. Blocks the calling thread,
-/// any thread may call. The exit status is ignored.
-std::optional<std::string> run_shell_command(const std::string& command);
+struct CommandEnd {
+    std::string output;  // standard output, as bytes
+    bool killed = false; // by SIGKILL: the output may have been cut short
+};
 
-/// A general utility: the same, but throws `std::runtime_error` ("popen() failed!") when the start fails.
+/// Runs `command`; nothing when it could not be started. Blocks the calling thread, any thread may call.
+std::optional<CommandEnd> run_shell_command(const std::string& command);
+
+/// A general utility: the output alone, but throws `std::runtime_error` ("popen() failed!") when the start
+/// fails.
 std::string exec(const char* command);

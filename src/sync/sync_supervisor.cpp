@@ -2,15 +2,13 @@
 #include "app/application.h"
 #include "base/print.h"
 #include "process/child_process.h"
-#include "process/client_files.h"
+#include "process/client_processes.h"
 #include "process/main_loop.h"
 #include "sync/sync_end.h"
 #include "ui/dialogs.h"
 #include "ui/skyfold.h"
-#include "ui/status_cache.h"
 
 #include <csignal>
-#include <cstdlib>
 
 namespace {
 constexpr std::int32_t none = 0;
@@ -24,18 +22,14 @@ std::string monitor_command(const std::string& client, const std::string& sync_d
         command += " --resync --resync-auth";
     return command + " 2>&1";
 }
-
-void run_ignoring_result(const char* command) {
-    [[maybe_unused]] const int result = std::system(command);
-}
 } // namespace
 
 // One child, as its handlers see it.
 struct Application::SyncLaunch {
-    int start = 0; // the request to start that it came from
     std::string sync_dir;
     bool resync = false;
     std::string output; // everything the child printed, as bytes
+    sigc::connection watch;
 };
 
 void Application::on_sync_started(const std::string& sync_dir) {
@@ -46,12 +40,12 @@ void Application::on_sync_started(const std::string& sync_dir) {
         return;
     }
     m_sync_process_pid = starting;
-    ++sync_starts;
+    current_launch.reset();
     config.set("sync_dir", sync_dir);
     if (!daemon_mode && login_window != main_window)
         hide_login_window();
     const bool underway = start_worker([this, sync_dir] {
-        kill_clients_around_loads(kill_existing_onedrive_processes);
+        kill_existing_onedrive_processes();
         post_to_main_loop([this, sync_dir] { launch_sync_process(sync_dir, false); });
     });
     if (!underway)
@@ -60,18 +54,16 @@ void Application::on_sync_started(const std::string& sync_dir) {
 
 void Application::kill_existing_onedrive_processes() {
     print_line("DEBUG: Cleaning up any existing onedrive monitor processes...");
-    run_ignoring_result("pkill -9 onedrive-cli 2>/dev/null");
-    run_ignoring_result("pkill -9 -x onedrive 2>/dev/null");
-    remove_client_file(".lock");
+    kill_clients();
 }
 
 void Application::launch_sync_process(const std::string& sync_dir, bool resync) {
     const auto command = monitor_command(get_onedrive_cli_path(), sync_dir, resync);
     print_line("DEBUG: Launching: " + command);
     const auto launch = std::make_shared<SyncLaunch>();
-    launch->start = sync_starts;
     launch->sync_dir = sync_dir;
     launch->resync = resync;
+    current_launch = launch;
     launch_process(
         command, [this, launch](const std::string& chunk) { on_sync_output(*launch, chunk); },
         // At idle priority, below the output watch: all that the child printed is read before its end is
@@ -80,10 +72,12 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
             post_when_idle([this, launch, exit_code] { on_sync_exit(*launch, exit_code); });
         },
         nullptr, &m_sync_process_pid, &sync_watch_connection);
-    if (m_sync_process_pid == starting)
+    if (m_sync_process_pid == starting) {
         report_failed_launch();
-    else if (!daemon_mode)
-        show_sync_running(sync_dir);
+        return;
+    }
+    launch->watch = sync_watch_connection;
+    show_sync_running(sync_dir);
 }
 
 void Application::report_failed_launch() {
@@ -91,13 +85,16 @@ void Application::report_failed_launch() {
     m_sync_process_pid = none;
 }
 
+// Hidden in daemon mode, the main window tells the truth all the same; but none is made then.
 void Application::show_sync_running(const std::string& sync_dir) {
-    if (main_window == nullptr) {
+    if (main_window == nullptr && !daemon_mode) {
         main_window = new Skyfold(this, sync_dir); // owned by the process
         add_window(*main_window);
     }
-    main_window->set_sync_status(true);
-    login_window = main_window;
+    if (main_window != nullptr)
+        main_window->set_sync_status(true);
+    if (!daemon_mode)
+        login_window = main_window;
 }
 
 void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
@@ -107,25 +104,22 @@ void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
         main_window->notify_sync_activity(chunk);
 }
 
-void Application::on_sync_exit(const SyncLaunch& launch, int exit_code) {
-    // Of a child that was stopped to be started anew, the watch, the state and the switch are its successor's
-    // by now.
-    const bool newest = launch.start == sync_starts;
-    if (newest) {
-        sync_watch_connection.disconnect();
-        m_sync_process_pid = none;
+void Application::on_sync_exit(SyncLaunch& launch, int exit_code) {
+    launch.watch.disconnect();
+    if (&launch != current_launch.get()) { // stopped to be started anew: what there is now is its successor's
+        report_exit_code(exit_code);
+        return;
     }
+    m_sync_process_pid = none;
     const auto end = judge_sync_end({sync_quit_requested, launch.resync, exit_code, launch.output});
     if (end == SyncEnd::resync || end == SyncEnd::reauth) {
-        if (newest)
-            continue_after_sync(launch, end);
-        else
-            print_line("DEBUG: A newer sync process runs, ignoring what the older one asked for");
+        continue_after_sync(launch, end);
         return;
     }
-    report_sync_end(end, exit_code);
-    if (!newest) // replaced on purpose: no dialog over its successor
-        return;
+    if (end == SyncEnd::stopped)
+        print_line("OneDrive sync process stopped.");
+    else
+        report_exit_code(exit_code);
     if (end == SyncEnd::failed && dynamic_cast<Gtk::MessageDialog*>(login_window) == nullptr)
         show_sync_error(exit_code, launch.output);
     if (main_window != nullptr)
@@ -136,7 +130,7 @@ void Application::continue_after_sync(const SyncLaunch& launch, SyncEnd end) {
     if (end == SyncEnd::resync) {
         print_line("DEBUG: Resync required, retrying automatically.");
         m_sync_process_pid = starting;
-        launch_sync_process(launch.sync_dir, true); // the switch stays as it is
+        launch_sync_process(launch.sync_dir, true); // the switch is not moved: to a person this is one sync
         return;
     }
     print_line("DEBUG: Reauth required, starting login process.");
@@ -145,10 +139,8 @@ void Application::continue_after_sync(const SyncLaunch& launch, SyncEnd end) {
     start_login_process(true);
 }
 
-void Application::report_sync_end(SyncEnd end, int exit_code) {
-    if (end == SyncEnd::stopped)
-        print_line("OneDrive sync process stopped.");
-    else if (end == SyncEnd::clean)
+void Application::report_exit_code(int exit_code) {
+    if (exit_code == 0)
         print_line("OneDrive sync process exited cleanly.");
     else
         print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
@@ -176,8 +168,9 @@ void Application::show_sync_error(int exit_code, const std::string& output) {
 void Application::quit_sync_process() {
     if (m_sync_process_pid <= none)
         return;
-    // Set and cleared before the child's end can be handled, so that a stopped child is judged by its output
-    // and exit code like any other: switching off ends in the error dialog with exit code -1. Wanted so.
+    // Set and cleared before the child's end can be handled, on purpose: a stopped child is judged by its
+    // output and exit code like any other, so that nothing that it asked for is lost. Switching off therefore
+    // ends in the error dialog, with exit code -1.
     sync_quit_requested = true;
     signal_child(m_sync_process_pid, SIGTERM);
     signal_child(m_sync_process_pid, SIGKILL);
@@ -201,6 +194,7 @@ void Application::toggle_sync() {
     if (sync_dir.empty())
         return;
     config.set("sync_enabled", "true");
+    current_launch.reset(); // from here on, and not from the idle task: the last child's end may come first
     post_when_idle([this, sync_dir] {
         if (login_pid > none) { // the end of the last sync asked for a sign-in, whose client this would kill
             if (main_window != nullptr)

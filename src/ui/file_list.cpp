@@ -128,9 +128,13 @@ void Skyfold::update_file_statuses_async() {
         if (const auto living = window.lock())
             (*living)->show_refreshed_statuses();
     };
-    start_worker([show, refresh = times_forgotten()] {
-        load_sync_status_cache(refresh);
+    if (is_status_cache_loaded()) {
         post_when_idle(show);
+        return;
+    }
+    start_worker([show, refresh = status_generation()] {
+        load_sync_status_cache(refresh);
+        post_when_idle(show); // after what the load has posted
     });
 }
 

@@ -6,7 +6,6 @@
 
 #include "base/status_words.h"
 #include "sync/activity.h"
-#include "ui/status_cache.h"
 
 #include <array>
 #include <gdkmm/pixbuf.h>
@@ -67,9 +66,9 @@ class Skyfold : public Gtk::Window {
     void update_file_statuses_async();
 
     // ui/status_cache.cpp
-    /// Fills the process-wide cache for the refresh of that number (`times_forgotten`), unless it is loaded;
-    /// publishes only if it is still the newest. Runs the client twice and blocks; for worker threads.
-    static void load_sync_status_cache(unsigned refresh = times_forgotten());
+    /// Fills the process-wide cache for the refresh of that number (`status_generation`), and publishes only
+    /// if that is still the newest. Runs the client twice and blocks; for worker threads.
+    static void load_sync_status_cache(unsigned refresh);
     /// The status word for a path relative to the sync folder.
     [[nodiscard]] std::string get_file_sync_status(const std::string& relative_path) const;
     /// Runs the client once with `arguments` (a piece of shell text) and returns its standard output; empty

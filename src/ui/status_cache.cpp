@@ -3,67 +3,34 @@
 
 #include "app/application.h"
 #include "base/print.h"
-#include "process/client_locator.h"
-#include "process/shell_command.h"
+#include "process/client_processes.h"
+#include "process/main_loop.h"
 #include "ui/skyfold.h"
 #include "ui/status_dump.h"
 
 #include <atomic>
 #include <glibmm/fileutils.h>
 #include <glibmm/miscutils.h>
-#include <mutex>
 
 namespace {
-// Never destroyed: a worker may still be at it when the process ends.
-struct StatusCache {
-    std::mutex guard; // of the two below, for the moment of a publication: a shared_ptr cannot be swapped
-                      // without one
-    std::shared_ptr<const StatusMap> map = std::make_shared<StatusMap>();
-    unsigned forgotten = 0;          // how many times
-    std::atomic<bool> loaded{false}; // set last
-
-    std::mutex kill_guard; // held while clients are killed, so that no load starts in the midst of it
-    unsigned kills = 0;
-};
-
-StatusCache& status_cache() {
-    static auto* cache = new StatusCache();
-    return *cache;
-}
-
-unsigned times_killed() {
-    auto& cache = status_cache();
-    const std::lock_guard lock(cache.kill_guard);
-    return cache.kills;
-}
+std::unique_ptr<const StatusMap> cache; // null: not loaded
+std::atomic<unsigned> generation{0};
 
 void publish(StatusMap map, unsigned refresh) {
-    auto& cache = status_cache();
-    auto whole = std::make_shared<const StatusMap>(std::move(map));
-    const std::lock_guard lock(cache.guard);
-    if (cache.forgotten != refresh)
-        return; // asked for before the last refresh: its content is old
-    cache.map = std::move(whole);
-    cache.loaded = true;
+    const auto whole = std::make_shared<StatusMap>(std::move(map));
+    post_when_idle([whole, refresh] {
+        if (refresh == generation)
+            cache = std::make_unique<const StatusMap>(std::move(*whole));
+    });
 }
 
-// Null until the cache is loaded.
-std::shared_ptr<const StatusMap> loaded_map() {
-    auto& cache = status_cache();
-    if (!cache.loaded)
-        return nullptr;
-    const std::lock_guard lock(cache.guard);
-    return cache.map;
-}
-
-// The client's answer; asks again when the sync's start killed the client that was to give it.
-std::string ask_client(const char* arguments) {
-    for (;;) {
-        const auto kills = times_killed();
-        auto answer = Skyfold::execute_onedrive_command(arguments);
-        if (kills == times_killed())
-            return answer;
-    }
+// The client's answer. A start of the sync kills every client, and then the newest refresh asks once more
+// instead of taking the missing answer for an empty one.
+std::string ask_client(const char* arguments, unsigned refresh) {
+    auto answer = query_client(arguments);
+    if (answer.killed && refresh == generation)
+        answer = query_client(arguments);
+    return answer.output;
 }
 
 void add_statuses(std::string_view dump, StatusMap& map) {
@@ -83,37 +50,25 @@ void add_skipped(std::string_view config_dump, StatusMap& map) {
 }
 } // namespace
 
-unsigned times_forgotten() {
-    auto& cache = status_cache();
-    const std::lock_guard lock(cache.guard);
-    return cache.forgotten;
+unsigned status_generation() {
+    return generation;
 }
 
 bool is_status_cache_loaded() {
-    return status_cache().loaded;
+    return cache != nullptr;
 }
 
 void forget_status_cache() {
-    auto& cache = status_cache();
-    const std::lock_guard lock(cache.guard);
-    cache.loaded = false;
-    cache.map = std::make_shared<StatusMap>();
-    ++cache.forgotten;
-}
-
-void kill_clients_around_loads(const std::function<void()>& kill) {
-    auto& cache = status_cache();
-    const std::lock_guard lock(cache.kill_guard);
-    ++cache.kills;
-    kill();
+    cache.reset();
+    ++generation;
 }
 
 void Skyfold::load_sync_status_cache(unsigned refresh) {
-    if (is_status_cache_loaded())
-        return;
     print_line("DEBUG: Loading sync status cache...");
     StatusMap map;
-    const auto dump = ask_client("--display-sync-status");
+    const auto dump = ask_client("--display-sync-status", refresh);
+    if (refresh != generation)
+        return; // overtaken
     if (dump.empty()) {
         // The configuration is not asked for either, so nothing counts as skipped.
         print_line("DEBUG: No sync status output from OneDrive CLI");
@@ -121,7 +76,7 @@ void Skyfold::load_sync_status_cache(unsigned refresh) {
         return;
     }
     add_statuses(dump, map);
-    add_skipped(ask_client("--display-config"), map);
+    add_skipped(ask_client("--display-config", refresh), map);
     print_line("DEBUG: Loaded " + std::to_string(map.size()) + " items into sync status cache");
     publish(std::move(map), refresh);
 }
@@ -129,11 +84,10 @@ void Skyfold::load_sync_status_cache(unsigned refresh) {
 std::string Skyfold::get_file_sync_status(const std::string& relative_path) const {
     const bool exists =
         Glib::file_test(Glib::build_filename(sync_dir, relative_path), Glib::FILE_TEST_EXISTS);
-    const auto cached = loaded_map();
     return look_up_status(relative_path,
-                          {live_status_map, cached.get(), exists, app != nullptr && app->is_sync_running()});
+                          {live_status_map, cache.get(), exists, app != nullptr && app->is_sync_running()});
 }
 
 std::string Skyfold::execute_onedrive_command(const std::string& arguments) {
-    return run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null").value_or("");
+    return query_client(arguments).output;
 }

@@ -28,8 +28,11 @@ TEST(ClientLocator, TheTwoOrdersDiffer) {
 }
 
 TEST(ShellCommand, ReturnsAllOutputWhateverTheExitStatus) {
-    EXPECT_EQ(run_shell_command("printf 'a\\0b\\n'; printf x >&2; exit 3"), std::string("a\0b\n", 4));
-    EXPECT_EQ(run_shell_command("head -c 100000 /dev/zero")->size(), 100000U);
+    const auto end = run_shell_command("printf 'a\\0b\\n'; printf x >&2; exit 3");
+    EXPECT_TRUE(end->output == std::string("a\0b\n", 4) && !end->killed);
+    EXPECT_EQ(run_shell_command("head -c 100000 /dev/zero")->output.size(), 100000U);
+    EXPECT_TRUE(run_shell_command("kill -9 $$")->killed);
+    EXPECT_TRUE(run_shell_command("sh -c 'echo a; kill -9 $$'; exit $?")->killed);
     EXPECT_EQ(exec("printf '%0300d' 7").size(), 300U);
 }
 } // namespace

@@ -73,6 +73,19 @@ TEST(ChildProcess, NothingThatIsOpenedCrossesAndSignalsAreDefault) {
     EXPECT_EQ(count_open(), before + 4) << "the program's ends of both pipes stay open";
 }
 
+TEST(ChildProcess, ReadingGoesOnAfterAHandlerThatThrows) {
+    std::string output;
+    sigc::connection watch;
+    const auto take = [&output](const std::string& chunk) {
+        output += chunk;
+        throw std::runtime_error("caught");
+    };
+    launch_process(
+        "seq 100000", take, [](int) {}, nullptr, nullptr, &watch);
+    ASSERT_TRUE(turn_until([&] { return !watch.connected(); }));
+    EXPECT_TRUE(output.ends_with("\n100000\n")) << output.size();
+}
+
 TEST(ChildProcess, StoppedWatchDeliversNoMore) {
     Child child;
     child.launch("echo one; sleep 0.2; echo two");

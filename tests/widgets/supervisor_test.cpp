@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "harness.h"
 
+#include <csignal>
+
 namespace {
 class SupervisorTest : public ShellTest {
   protected:
@@ -12,11 +14,14 @@ class SupervisorTest : public ShellTest {
         application.on_sync_started(folder);
     }
     static std::string monitor(const std::string& steps, const std::string& more = "") {
-        return R"({"args": ["--monitor", "--syncdir", "{home}/OneDrive")" + more + R"(], "steps": [)" +
-               steps + "]},";
+        return R"({"args": ["--monitor", "--syncdir", "{home}/OneDrive")" + more +
+               R"(], "cut_short": true, "steps": [)" + steps + "]},";
     }
 
     int pid() { return ApplicationProbe::pid(application); }
+    static bool ends(int child) {
+        return turn_until([child] { return kill(child, 0) != 0; });
+    }
     Skyfold& window() { return *ApplicationProbe::main_window(application); }
     bool shows(const std::string& status_line) {
         return turn_until([&] { return pid() != -1 && SkyfoldProbe::status_line(window()) == status_line; });
@@ -97,17 +102,55 @@ TEST_F(SupervisorTest, SwitchStopsAndStartsAndAStoppedChildIsJudgedLikeAnyOther)
     turn_for(0.5);
 }
 
-TEST_F(SupervisorTest, LateEndOfAStoppedChildLeavesItsSuccessorAlone) {
-    expect_monitor(R"({"print": "--resync needed\n"}, {"hang": true})", monitor(R"({"hang": true})"));
-    ASSERT_TRUE(turn_until([this] { return pid() > 0; }));
-    turn_for(0.5);
+// Whether the end of the child that was stopped comes before or after the new start, with or without a window
+// in front, and whatever the child had printed.
+TEST_F(SupervisorTest, RestartIsOneThing) {
+    const std::string steps =
+        R"({"print": "Fetching items from the OneDrive API, AADSTS70000, --resync needed\n"},
+        {"hang": true})";
+    const std::string last = R"({"print": "Fetching items from the OneDrive API\n"}, {"hang": true})";
+    expect_monitor(steps, monitor(steps) + monitor(steps) + monitor(steps) + monitor(last));
+    for (const bool daemon : {false, true}) {
+        for (const bool end_comes_first : {false, true}) {
+            ASSERT_TRUE(shows("Sync: Fetching file list from OneDrive..."));
+            application.set_daemon_mode(daemon);
+            const int stopped = pid();
+            application.quit_sync_process();
+            if (end_comes_first) {
+                ASSERT_TRUE(ends(stopped));
+                std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until that is posted
+            }
+            application.toggle_sync();
+            ASSERT_TRUE(turn_until([this] { return pid() > 0; }));
+            ASSERT_TRUE(ends(stopped));
+            turn_for(0.1);
+            EXPECT_NE(pid(), stopped);
+            EXPECT_TRUE(ApplicationProbe::watch(application).connected());
+            EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
+            EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
+            EXPECT_EQ(dialog(), nullptr);
+            EXPECT_EQ(ApplicationProbe::login_pid(application), 0);
+        }
+    }
+    ASSERT_TRUE(shows("Sync: Fetching file list from OneDrive..."));
+}
+
+// Started at login the window is there, hidden, and must not say that nothing runs.
+TEST_F(SupervisorTest, HiddenStartTellsItsWindowButMakesNone) {
+    application.set_daemon_mode(true);
+    const std::string steps = R"({"write": {"{home}/up": ""}}, {"hang": true})";
+    const auto client_is_up = [this] { return std::filesystem::remove(home.file("up")); };
+    expect_monitor(steps, monitor(steps));
+    ASSERT_TRUE(turn_until(client_is_up));
+    EXPECT_EQ(ApplicationProbe::main_window(application), nullptr);
     application.quit_sync_process();
-    application.on_sync_started(folder); // before the first one's end can have been handled
-    ASSERT_TRUE(turn_until([this] { return pid() > 0; }));
-    const int second = pid();
-    turn_for(0.7);
-    EXPECT_EQ(pid(), second);
-    EXPECT_TRUE(ApplicationProbe::watch(application).connected());
+    ASSERT_TRUE(turn_until(dialog));
+    dialog()->response(Gtk::RESPONSE_OK);
+    ApplicationProbe::main_window(application) = new Skyfold(&application, folder);
+    application.on_sync_started(folder);
+    ASSERT_TRUE(turn_until(client_is_up));
     EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
+    EXPECT_EQ(SkyfoldProbe::status_line(window()), "Sync: Starting...");
+    EXPECT_FALSE(window().get_visible());
 }
 } // namespace

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "process/client_processes.h"
+
+#include "process/client_files.h"
+#include "process/client_locator.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+namespace {
+constexpr int last_rounds = 40;
+constexpr std::chrono::milliseconds round_length(50);
+
+// A query raises the first before it looks at the second, the end does it the other way round: one of them
+// sees the other.
+std::atomic<int> queries_running{0};
+std::atomic<bool> ending{false};
+
+struct Running {
+    Running() { ++queries_running; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    Running(Running&&) = delete;
+    Running& operator=(Running&&) = delete;
+    ~Running() { --queries_running; }
+};
+
+void run_ignoring_result(const char* command) {
+    [[maybe_unused]] const int result = std::system(command);
+}
+} // namespace
+
+CommandEnd query_client(const std::string& arguments) {
+    const Running running;
+    if (ending)
+        return {};
+    return run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null")
+        .value_or(CommandEnd{});
+}
+
+void kill_clients() {
+    run_ignoring_result("pkill -9 onedrive-cli 2>/dev/null");
+    run_ignoring_result("pkill -9 -x onedrive 2>/dev/null");
+    remove_client_file(".lock");
+}
+
+void end_client_queries() {
+    ending = true;
+    // Again and again: a query whose shell has not become the client yet is not found.
+    for (int round = 0; queries_running > 0 && round < last_rounds; ++round) {
+        kill_clients();
+        std::this_thread::sleep_for(round_length);
+    }
+}
