@@ -10,7 +10,6 @@
 #include "process/client_files.h"
 #include "process/main_loop.h"
 #include "ui/dialogs.h"
-#include "ui/settings_window.h"
 #include "ui/startup_window.h"
 
 #include <csignal>
@@ -58,10 +57,7 @@ void Application::start_login_process(bool reauth) {
         },
         &login_stdin, &login_pid, nullptr);
     if (login_pid == 0)
-        post_when_idle([this] {
-            hide_login_window();
-            show_login_error("The OneDrive client could not be started.");
-        });
+        post_when_idle([this] { show_login_error("The OneDrive client could not be started."); });
 }
 
 void Application::show_startup_window() {
@@ -99,7 +95,7 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
 }
 
 void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
-    if (login_instance != instance || dynamic_cast<SettingsWindow*>(login_window) != nullptr)
+    if (login_instance != instance)
         return; // not wanted any more, or signed in without it
     hide_login_window();
     std::string error;
@@ -111,7 +107,7 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
     }
     auto* window = new OAuthWindow(*engine); // owned by the process
     window->signal_url_captured().connect([this, instance](const std::string& url) {
-        if (login_instance == instance) // an older attempt's window may still move on
+        if (login_instance == instance) // the window of an attempt that is over may still move on
             on_auth_response_url_captured(url);
     });
     window->signal_hide().connect([this, instance] {
@@ -125,12 +121,11 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
     login_window = window;
 }
 
-// Whether this hide is a person's closing, which gives the attempt up: a hide by the program itself clears
-// `login_window` first.
+// Whether this hide is a person's closing, which gives the attempt up.
 bool Application::give_up_sign_in(std::int32_t instance) {
     if (login_instance != instance || redirect_captured || login_window == nullptr)
         return false;
-    login_instance = -1;
+    login_instance = no_attempt;
     stop_login_process();
     return true;
 }
@@ -157,8 +152,7 @@ void Application::on_auth_response_url_captured(const std::string& url) {
     do_token_exchange(redirect, login_instance);
 }
 
-// In the ordinary sequence the sign-in window is in front by now and no text is seen; the test stays as it
-// is.
+// In the ordinary sequence the sign-in window is in front by now and no text is seen.
 void Application::set_startup_text(const std::string& text) {
     if (auto* startup = dynamic_cast<StartupWindow*>(login_window))
         startup->set_loading_text(text);
@@ -168,15 +162,13 @@ void Application::hand_back_redirect(const std::string& redirect) {
     if (!login_stdin)
         return;
     print_line("DEBUG: Sending Redirect URI to CLI stdin.");
-    g_usleep(
-        pause_before_hand_back); // the client gets this long to start reading; the pause blocks on purpose
+    g_usleep(pause_before_hand_back); // blocks on purpose: the client gets this long to start reading
     try {
         const auto line = redirect + "\n";
         gsize written = 0;
         login_stdin->write(line.data(), static_cast<gssize>(line.size()), written);
         login_stdin->flush();
-    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): a client that is gone reports itself by
-                                   // its exit
+    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): the exit of a client that is gone tells it
     }
 }
 
@@ -188,11 +180,11 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
         gui_exchange_succeeded = false; // the program ended the child itself
         return;
     }
-    hide_login_window();
     if (exit_code == 0 && is_client_token_present()) {
         on_login_successful();
     } else if (!attempt.reauth && asks_for_reauth_at_login(login_output)) {
         print_line("DEBUG: Login failed with reauth requirement. Retrying with --reauth...");
+        hide_login_window();
         start_login_process(true);
     } else {
         show_login_error("Login failed.\n\nExit Code: " + std::to_string(exit_code) + "\n\nClient Output:\n" +
@@ -200,20 +192,25 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
     }
 }
 
+// Cleared first, so that no hide handler takes it for a person's closing.
 void Application::hide_login_window() {
     if (auto* window = std::exchange(login_window, nullptr))
         window->hide();
 }
 
-// Whatever of the attempt is still under way comes too late from here on.
+// Ends the attempt: what is still under way comes too late from here on. One that is over has nothing to say
+// any more, neither over another error nor over a sync that runs.
 void Application::show_login_error(const std::string& details) {
-    login_instance = -1;
+    if (std::exchange(login_instance, no_attempt) == no_attempt)
+        return;
+    hide_login_window();
     const auto dialog = make_error_dialog(nullptr, "Login Error", details);
     dialog->run();
     quit();
 }
 
 void Application::on_login_successful() {
+    login_instance = no_attempt; // its page may be open still, and nothing that comes from there counts
     config.set("is_logged_in", "true");
     login_window = nullptr;
     for (auto* window : get_windows())

@@ -55,8 +55,8 @@ Owned<SoupMessage> make_token_message(const Soup& soup, const std::string& origi
 } // namespace
 
 TokenReply post_token_request(const std::string& origin, const std::string& body) {
-    static const Soup& soup =
-        *new Soup(); // never destroyed: a worker may still be at it when the process ends
+    // Never destroyed: a worker may still be at it when the process ends.
+    static const Soup& soup = *new Soup();
     if (!soup.library.is_complete()) {
         print_error("ERROR: libsoup could not be loaded: " + soup.library.error());
         return {};
@@ -110,9 +110,9 @@ void Application::on_token_saved(std::int32_t instance) {
     on_login_successful();
 }
 
-// Whichever attempt it was, and without ending the client, on purpose: the program ends here.
+// Whichever attempt it was, and without ending the client, on purpose: the program ends here. But not when
+// the last attempt is over.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
-    hide_login_window();
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);
 }

@@ -14,8 +14,9 @@ struct TokenRequest {
     std::string code_verifier;
 };
 
-/// The form body, each value percent-encoded byte by byte. The values come from addresses undecoded, so an
-/// escape in one of them is encoded a second time ("%3A" becomes "%253A"); wanted so.
+/// The form body, each value percent-encoded byte by byte. The values come from addresses undecoded, and an
+/// escape in one of them is encoded a second time ("%3A" becomes "%253A"), on purpose: the client writes its
+/// addresses unescaped, so a "%" there belongs to the value, and the service compares values.
 std::string token_request_body(const TokenRequest& request);
 
 /// The text between the quotes after the key "refresh_token", or the empty string. Found by plain search, not

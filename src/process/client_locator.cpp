@@ -37,7 +37,8 @@ std::string find_client_for_children(const ClientSearch& search) {
     }
     if (const auto found = first_installed(search))
         return *found;
-    // Returned relative, unlike the one beside us; wanted so.
+    // Returned relative, unlike the one beside us: the command is run at once, from this folder, and printed,
+    // and a person who tries a build tree finds the client there as it is called.
     return search.is_executable(above_us) ? above_us : on_search_path;
 }
 

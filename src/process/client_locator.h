@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-/// A placeholder type for the outside client. Nothing constructs it; it is kept for what may move here.
+/// A placeholder for the outside client, for what may move here one day. Nothing constructs it.
 class OneDriveClient {
   public:
     OneDriveClient() {} // NOLINT(modernize-use-equals-default): an empty constructor is all there is to it

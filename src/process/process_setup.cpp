@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 namespace {
-constexpr rlim_t enough_descriptors =
-    8192; // 4,000 children and more; modest, since one-shot commands inherit it
+// For 4,000 children and more; modest, since one-shot commands inherit it.
+constexpr rlim_t enough_descriptors = 8192;
 
 rlimit limit_at_start{};
 bool limit_is_raised = false;

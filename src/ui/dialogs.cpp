@@ -80,8 +80,8 @@ void set_secondary(Gtk::MessageDialog& dialog, const std::string& secondary) {
     }
     area->pack_start(*make_text_view(text.raw()), Gtk::PACK_EXPAND_WIDGET);
     dialog.set_resizable(true);
-    dialog.get_widget_for_response(Gtk::RESPONSE_OK)
-        ->grab_focus(); // not the view, which would keep the Return key
+    // Not the view, which would keep the Return key.
+    dialog.get_widget_for_response(Gtk::RESPONSE_OK)->grab_focus();
 }
 } // namespace
 

@@ -166,11 +166,15 @@ void FileRow::show_activity_icon() {
 void FileRow::show_menu() {
     auto* menu = Gtk::make_managed<Gtk::Menu>();
     menu->attach_to_widget(*this);
-    for (auto* button : {&open_button, &sync_button, &toggle_button}) {
-        auto* item = Gtk::make_managed<Gtk::MenuItem>(button->get_tooltip_text());
-        item->signal_activate().connect([button] { button->clicked(); });
+    const auto add = [menu](const Gtk::Button& shown, const sigc::slot<void>& chosen) {
+        auto* item = Gtk::make_managed<Gtk::MenuItem>(shown.get_tooltip_text());
+        item->signal_activate().connect(chosen);
         menu->append(*item);
-    }
+    };
+    add(open_button, [this] { open_button.clicked(); });
+    add(sync_button, [this] { sync_button.clicked(); });
+    // As it reads now: the row may show something else by the time that it is chosen.
+    add(toggle_button, [this, enable = toggle_enables] { signal_toggle_sync.emit(full_path, enable); });
     menu->signal_hide().connect([menu] { Glib::signal_idle().connect_once([menu] { delete menu; }); });
     menu->show_all();
     menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);

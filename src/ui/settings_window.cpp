@@ -56,8 +56,11 @@ std::string SettingsWindow::get_default_sync_dir() {
     return expand_path("~/OneDrive").value_or("");
 }
 
+// The proposal counts as it is and not as it is shown: a home folder need not be UTF-8.
 void SettingsWindow::on_confirm_clicked() {
-    m_signal_sync_started.emit(sync_dir_entry.get_text().raw());
+    const auto typed = sync_dir_entry.get_text().raw();
+    const auto proposed = get_default_sync_dir();
+    m_signal_sync_started.emit(typed == display_text(proposed).raw() ? proposed : typed);
 }
 
 void SettingsWindow::on_autostart_toggled() {

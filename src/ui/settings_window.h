@@ -17,7 +17,7 @@ class SettingsWindow : public Gtk::Window {
     /// stand for, before the window is seen.
     SettingsWindow();
 
-    /// Emitted with the folder as it was typed.
+    /// Emitted with the folder as it was typed, or as the file system has it while the proposal stands.
     sigc::signal<void, std::string>& signal_sync_started();
 
     /// "~/OneDrive" expanded, or the empty string.

@@ -56,9 +56,13 @@ TEST_F(SignInTest, LateResultsOfAnOlderAttemptChangeNothing) {
 TEST_F(SignInTest, RedirectWithoutACodeIsReported) {
     for (const std::string query : {"error=access_denied", "code=", "code_challenge=x"}) {
         dialogs.clear();
-        application.do_token_exchange("https://login.microsoftonline.com/x?" + query, 1);
+        ApplicationProbe::login_instance(application) = 1;
+        for (int times = 0; times < 2; ++times) // of one attempt, one error
+            application.do_token_exchange("https://login.microsoftonline.com/x?" + query, 1);
         ASSERT_TRUE(dialog_was_answered());
-        EXPECT_EQ(dialogs[0], "Login Error|Could not extract authorization code from redirect URL.");
+        turn_for(0.1);
+        EXPECT_EQ(dialogs, std::vector<std::string>{
+                               "Login Error|Could not extract authorization code from redirect URL."});
     }
 }
 

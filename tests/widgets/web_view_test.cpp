@@ -57,6 +57,24 @@ TEST_F(WebViewTest, OnlyANavigationToTheRedirectItselfIsCaptured) {
     EXPECT_EQ(failed_loads, 0) << "the redirect's page was asked for";
 }
 
+// The client may finish a sign-in by itself; what the page does afterwards is nothing to anybody.
+TEST_F(WebViewTest, PageOfAnAttemptThatSucceededCountsNoMore) {
+    answer_dialogs();
+    expect_calls(login_call("--reauth", visit + R"({"wait_for": "{home}/go"},
+        {"write": {"{home}/.config/onedrive/refresh_token": "t"}}, {"exit": 0})"));
+    ASSERT_TRUE(sign_in_window_opens(true));
+    auto* page = dynamic_cast<OAuthWindow*>(ApplicationProbe::login_window(application));
+    home.write("go", "");
+    ASSERT_TRUE(reaches("Configure Sync Directory"));
+    page->signal_url_captured().emit(redirect + "?code=late");
+    EXPECT_FALSE(ApplicationProbe::redirect_captured(application));
+    application.do_token_exchange(redirect + "?error=late", 1); // one that was under way fails
+    turn_for(0.3);
+    EXPECT_TRUE(reaches("Configure Sync Directory"));
+    EXPECT_TRUE(ApplicationProbe::login_window(application)->get_visible());
+    EXPECT_TRUE(dialogs.empty());
+}
+
 TEST_F(WebViewTest, OlderWindowCountsNoMoreAndClosingTheNewerOneEndsItsClient) {
     const auto steps = visit + R"({"hang": true})";
     answer_dialogs();

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "process/client_processes.h"
 #include "ui/dialogs.h"
 #include "ui/settings_window.h"
 
@@ -74,10 +75,9 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Synced");
     EXPECT_EQ(SkyfoldProbe::status(*window, "Private"), "Skipped");
     std::filesystem::remove(folder + "/b");
-    expect_calls(R"({"args": ["--display-sync-status"], "steps": [{"sleep": 0.5}, {"print": "a: remote\n"}]},
-                    {"args": ["--display-sync-status"], "repeat": true, "steps": []},
-                    {"args": ["--display-config"], "steps": [{"write": {"{home}/late": ""}}]})"); // for the slow
-                                                                                            // one only
+    expect_calls(R"({"args": ["--display-sync-status"], "steps":
+                        [{"sleep": 0.5}, {"print": "a: remote\n"}, {"write": {"{home}/late": ""}}]},
+                    {"args": ["--display-sync-status"], "repeat": true, "steps": []})");
     window->refresh_sync_status();
     turn_for(0.2);
     window->refresh_sync_status(); // while the first, slower one is under way
@@ -89,6 +89,50 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
         << "the older answer came last and counts no more";
     window->set_sync_status(false);
     EXPECT_EQ(window->get_file_sync_status("a"), "Unknown");
+}
+
+// A start of the sync kills the query of the refresh before it. That one is asked again, but only once.
+TEST_F(WindowTest, QueryThatWasKilledIsAskedOnceMore) {
+    const auto window = make_window();
+    const auto asked = [](const std::string& name, const std::string& then) {
+        return R"({"args": ["--display-sync-status"], "cut_short": true, "steps": [{"write": {"{home}/)" +
+               name + R"(": ""}}, {)" + then + "}]},";
+    };
+    expect_calls(asked("first", R"("hang": true)") + asked("second", R"("hang": true)") +
+                 asked("third", R"("hang": true)") + asked("fourth", R"("print": "a: remote\n")") +
+                 R"({"args": ["--display-config"], "steps": [{"print": "skip_dir = \"a\"\n"}]})");
+    window->refresh_sync_status();
+    for (const std::string query : {"first", "second", "third"}) {
+        ASSERT_TRUE(turn_until([&] { return std::filesystem::exists(home.file(query)); })) << query;
+        EXPECT_FALSE(is_status_cache_loaded());
+        kill_clients();
+        if (query == "second") {
+            ASSERT_TRUE(turn_until(is_status_cache_loaded)) << "asked a third time";
+            window->refresh_sync_status();
+        }
+    }
+    ASSERT_TRUE(turn_until(is_status_cache_loaded));
+    EXPECT_EQ(window->get_file_sync_status("a"), "Skipped");
+}
+
+TEST_F(WindowTest, RowMenuDoesWhatItShowed) {
+    Gtk::Window around;
+    FileRow row(Gdk::Pixbuf::create(Gdk::COLORSPACE_RGB, true, 8, 22, 22), "n", "Pending", "/x/n");
+    around.add(row);
+    around.show();
+    std::string toggles;
+    row.signal_toggle_sync.connect(
+        [&](const std::string& path, bool enable) { toggles += path + (enable ? "+" : "-"); });
+    row.show_menu();
+    const auto* menus = gtk_menu_get_for_attach_widget(GTK_WIDGET(row.gobj()));
+    ASSERT_NE(menus, nullptr);
+    const auto items = Glib::wrap(GTK_MENU(menus->data))->get_children();
+    ASSERT_EQ(items.size(), 3U);
+    auto* item = dynamic_cast<Gtk::MenuItem*>(items[2]);
+    EXPECT_EQ(item->get_label(), "Disable Sync");
+    row.set_status("Skipped");
+    item->activate();
+    EXPECT_EQ(toggles, "/x/n-");
 }
 
 TEST_F(WindowTest, RowsActOnTheClientAndItsConfiguration) {
@@ -182,6 +226,13 @@ TEST_F(WindowTest, SettingsWindowWritesItsSwitchesAndHandsOverTheFolderAsTyped) 
     typed->set_text(" ~/x");
     dynamic_cast<Gtk::Button*>(children[2])->clicked();
     EXPECT_EQ(folders, " ~/x|");
+    const auto odd_home = home.file("\xFF");
+    setenv("HOME", odd_home.c_str(), 1);
+    SettingsWindow odd;
+    odd.signal_sync_started().connect([&](const std::string& chosen) { folders = chosen; });
+    dynamic_cast<Gtk::Button*>(dynamic_cast<Gtk::Box*>(odd.get_child())->get_children()[2])->clicked();
+    EXPECT_EQ(folders, odd_home + "/OneDrive") << "the proposal as it is, not as it is shown";
+    setenv("HOME", home.path.c_str(), 1);
     home.write(".config/skyfold/config", "autostart=false\nnotifications=false\n");
     const SettingsWindow quiet;
     EXPECT_FALSE(std::filesystem::exists(entry));
