@@ -29,6 +29,7 @@ class Application : public Gtk::Application {
     Application& operator=(Application&&) = delete;
     ~Application() override = default; // deletes no window: they live until the process ends
     void set_daemon_mode(bool daemon);
+    [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
     /// The command for the long-lived children.
     [[nodiscard]] std::string get_onedrive_cli_path() const;
 

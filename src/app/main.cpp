@@ -28,7 +28,8 @@ int main(int argc, char** argv) {
     const std::span arguments(argv, static_cast<std::size_t>(argc));
     is_daemon = argc > 1 && std::ranges::any_of(arguments.subspan(1), asks_for_daemon);
     if (!open_display()) {
-        print_error("ERROR: Skyfold needs a display: none can be opened. Is DISPLAY set?");
+        print_error("ERROR: Skyfold needs a display: none can be opened. Look at DISPLAY, WAYLAND_DISPLAY "
+                    "and GDK_BACKEND.");
         return EXIT_FAILURE;
     }
     Glib::add_exception_handler(sigc::ptr_fun(report_exception)); // no handler may end the program

@@ -25,6 +25,9 @@ bool open_display() {
     const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
     if (!chosen_by_user)
         setenv("GDK_GL", "disable", 1);
+    // Where a session offers both kinds of display: an icon in the notification area exists under X only. A
+    // choice by GDK_BACKEND goes before this.
+    gdk_set_allowed_backends("x11,*");
     const bool opened = gtk_init_check(nullptr, nullptr);
     if (!chosen_by_user)
         unsetenv("GDK_GL");

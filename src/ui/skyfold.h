@@ -139,6 +139,7 @@ class Skyfold : public Gtk::Window {
     void create_tray_icon_from_theme();
     void create_tray_icon_from_stock();
     void check_tray_embedding_again();
+    void go_on_without_tray_icon();
 
     // ui/row_actions.cpp
     [[nodiscard]] std::string relative_path(const std::string& path) const;

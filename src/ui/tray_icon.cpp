@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
+#include "app/application.h"
 #include "base/print.h"
 #include "ui/skyfold.h"
 
 #include <array>
+#include <gdk/gdkx.h>
 #include <glibmm/fileutils.h>
 #include <glibmm/main.h>
 #include <gtkmm/icontheme.h>
@@ -13,6 +15,15 @@ constexpr const char* icon_file = "/usr/share/icons/hicolor/scalable/apps/onedri
 constexpr std::array theme_icons = {"folder-cloud", "cloud-storage", "network-server", "folder"};
 constexpr unsigned first_check_delay = 500;   // ms
 constexpr unsigned second_check_delay = 2000; // ms
+
+// Where no icon can be embedded, as under Wayland, the toolkit complains about every image that it is given
+// for one; an icon without an image stands in.
+template<typename Create>
+Glib::RefPtr<Gtk::StatusIcon> make_icon(Create create) {
+    if (GDK_IS_X11_DISPLAY(gdk_display_get_default()))
+        return create();
+    return Glib::wrap(static_cast<GtkStatusIcon*>(g_object_new(Gtk::StatusIcon::get_type(), nullptr)));
+}
 
 void print_embedded(const Gtk::StatusIcon& icon) {
     print_line(std::string("DEBUG: Tray icon is_embedded: ") + (icon.is_embedded() ? "true" : "false"));
@@ -44,7 +55,6 @@ void Skyfold::try_create_tray_icon() {
             create_tray_icon_from_stock();
         if (!tray_icon) {
             print_error("ERROR: Tray icon creation failed completely.");
-            tray_available = false;
             return;
         }
         print_line("DEBUG: Tray icon object created successfully");
@@ -53,8 +63,8 @@ void Skyfold::try_create_tray_icon() {
         Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::check_tray_embedding),
                                             first_check_delay);
     });
-    if (!finished)
-        tray_available = false;
+    if (!finished || !tray_icon)
+        go_on_without_tray_icon();
 }
 
 void Skyfold::create_tray_icon_from_file() {
@@ -66,7 +76,7 @@ void Skyfold::create_tray_icon_from_file() {
     }
     attempt("ERROR: Exception creating tray icon from file: ", [this, &path] {
         set_icon_from_file(path);
-        tray_icon = Gtk::StatusIcon::create_from_file(path);
+        tray_icon = make_icon([&] { return Gtk::StatusIcon::create_from_file(path); });
         print_line("DEBUG: Tray icon created from file: " + path);
     });
 }
@@ -81,7 +91,7 @@ void Skyfold::create_tray_icon_from_theme() {
                 return;
             }
             print_line("DEBUG: Theme has icon: " + name);
-            tray_icon = Gtk::StatusIcon::create(name);
+            tray_icon = make_icon([&] { return Gtk::StatusIcon::create(name); });
             print_line("DEBUG: Tray icon created from theme icon: " + name);
         });
         if (tray_icon)
@@ -93,7 +103,7 @@ void Skyfold::create_tray_icon_from_theme() {
 void Skyfold::create_tray_icon_from_stock() {
     print_line("DEBUG: Trying stock icon...");
     attempt("ERROR: Exception creating tray icon from stock: ", [this] {
-        tray_icon = Gtk::StatusIcon::create(Gtk::StockID(Gtk::Stock::NETWORK));
+        tray_icon = make_icon([] { return Gtk::StatusIcon::create(Gtk::StockID(Gtk::Stock::NETWORK)); });
         print_line("DEBUG: Tray icon created from stock icon.");
     });
 }
@@ -102,7 +112,7 @@ void Skyfold::check_tray_embedding() {
     print_line("DEBUG: check_tray_embedding() called");
     if (!tray_icon) {
         print_error("ERROR: No tray icon object exists");
-        tray_available = false;
+        go_on_without_tray_icon();
         return;
     }
     print_embedded(*tray_icon.operator->());
@@ -126,8 +136,22 @@ void Skyfold::check_tray_embedding_again() {
     print_error("ERROR: Tray icon failed to embed after retry");
     if (tray_icon)
         print_line("DEBUG: Tray icon object exists but is not embedded");
+    go_on_without_tray_icon();
+}
+
+// The icon is the way to the window. Where there is none the window comes by itself, but not in front of
+// somebody who did not start the program.
+void Skyfold::go_on_without_tray_icon() {
     tray_icon.reset();
     tray_available = false;
+    if (app == nullptr || get_visible())
+        return;
+    if (app->is_daemon_mode())
+        print_line("There is no notification area for the icon, and so no way to the window. To see it, quit "
+                   "Skyfold "
+                   "(pkill -x skyfold) and start it without --daemon.");
+    else
+        app->activate();
 }
 
 void Skyfold::setup_tray_icon() {

@@ -128,6 +128,17 @@ class DrivenProgram(unittest.TestCase):
         self.find(role, name, Atspi.StateType.ACTIVE)
         subprocess.run(["xdotool", "key", *keys], check=True)
 
+    def close(self, name):
+        """Closes a window from the keyboard. The window manager may miss a key while it is still busy with a window that
+        has just come, so like a person this looks and presses again.
+        """
+        self.find("frame", name, Atspi.StateType.ACTIVE)
+
+        def closed():
+            subprocess.run(["xdotool", "key", "alt+F4"], check=True)
+            return turn_until(lambda: not self.accessible("frame", name), 2)
+        self.assertTrue(turn_until(closed), f"{name!r} stays open")
+
     def point(self, role, name, *then):
         """Moves the pointer onto it, and does there what xdotool is told."""
         place = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)

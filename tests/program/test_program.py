@@ -33,6 +33,9 @@ class ProgramTest(DrivenProgram):
             (["--daemonize"], None, {"HOME": None},
              "HOME environment variable not set. Cannot determine login status.", 0),
             (["-d"], None, {"DISPLAY": None}, "ERROR: Skyfold needs a display", 1),
+            ([], None, {"DISPLAY": ":76"}, "ERROR: Skyfold needs a display: none can be opened.", 1),
+            ([], None, {"DISPLAY": None, "GDK_BACKEND": "x11"}, "ERROR: Skyfold needs a display: none ", 1),
+            ([], None, {"WAYLAND_DISPLAY": "gone", "GDK_BACKEND": "wayland"}, "ERROR: Skyfold needs a display: ", 1),
         ]:
             with self.subTest(text):
                 self.lines.clear()
@@ -48,10 +51,19 @@ class ProgramTest(DrivenProgram):
         program = self.start(stdout=output)
         os.close(output)
         self.find("push button", "Start Sync")
-        self.press("frame", "Configure Sync Directory", "alt+F4")
+        self.close("Configure Sync Directory")
         self.assert_ends(program, 0)
 
-    def test_missing_client_is_reported_and_the_program_goes_on(self):
+    def test_without_notification_area_the_window_opens_by_itself(self):
+        self.sign_in(f"sync_dir={self.write('Cloud/a').parent}\nsync_enabled=false\n")
+        program = self.start()
+        self.assert_says("DEBUG: Application::on_activate() - END")
+        self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
+        self.assert_says("ERROR: Tray icon failed to embed after retry")
+        self.close("Skyfold")
+        self.assert_ends(program, 0)
+
+    def test_missing_client_and_notification_area_are_reported_in_daemon_mode(self):
         folder = self.write("Cloud/a").parent
         self.sign_in(f"sync_dir={folder}\n")
         own_path = self.write("bin/pkill", "#!/bin/sh\n").parent
@@ -61,6 +73,8 @@ class ProgramTest(DrivenProgram):
         self.press("alert", "Sync Process Error", "Return")
         self.assert_gone("alert", "Sync Process Error")
         self.assert_says("ERROR: Tray icon failed to embed after retry")
+        self.assert_says("There is no notification area for the icon")
+        self.assertIsNone(turn_until(lambda: self.accessible("frame", "Skyfold"), 0.5), "nobody asked for the window")
         program.terminate()
         self.assert_ends(program, 0)
         self.assert_says("DEBUG: Application shutting down")
