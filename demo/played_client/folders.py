@@ -1,24 +1,23 @@
 # SPDX-License-Identifier: MIT
-"""The two folders: what lies in them, what was last in step, what an entry needs. Nothing is copied here."""
+"""The two folders: what lies in them, what was last in step, what an entry needs, and how a file gets across."""
+import contextlib
 import json
 import os
 import stat
+import time
 
-from .settings import read, write_private
+from .console import say, step
+from .settings import read, replace
 
 HERE, THERE = 0, 1  # the side of a pair: the local folder, the folder that plays the cloud
+PROGRESS_FROM = 4 << 20  # bytes; smaller files print only their last line
+FRAGMENT = 10 << 20  # bytes of one piece of an upload
+DOWNLOAD_PERCENTS = (5, 25, 45, 65, 85, 100)
 
 
 def signature(status):
-    """Kind, size, modification time (ns) and inode; for folders only the kind and the inode mean anything."""
-    if stat.S_ISDIR(status.st_mode):
-        return ("d", 0, 0, status.st_ino)
-    return ("f", status.st_size, status.st_mtime_ns, status.st_ino)
-
-
-def same(one, other):
-    """Whether two signatures describe the same content; a new inode alone is no change."""
-    return one[:3] == other[:3]
+    """Kind, size and modification time (ns). A copy keeps the time, so entries in step have the same one."""
+    return ("d", 0, 0) if stat.S_ISDIR(status.st_mode) else ("f", status.st_size, status.st_mtime_ns)
 
 
 def is_temporary(name):
@@ -30,167 +29,153 @@ def is_within(path, folder):
     return path == folder or path.startswith(folder + "/")
 
 
-def scan(root, wanted):
-    """Everything below root as {relative path: signature}, and the unreadable folders ("" for root).
+def scan(root, skipped):
+    """Everything below root as {relative path: signature}, without links and special files.
 
-    Links and special files do not take part. `wanted` says of a relative path whether it does.
+    Fails with OSError where a folder cannot be read: what is not seen must not count as deleted.
     """
-    found, unread, folders = {}, [], [""]
-    while folders:
-        folder = folders.pop()
-        try:
-            with os.scandir(os.path.join(root, folder)) as entries:
-                for entry in entries:
-                    path = f"{folder}/{entry.name}" if folder else entry.name
-                    is_folder = entry.is_dir(follow_symlinks=False)
-                    if not wanted(path) or is_temporary(entry.name):
-                        continue
-                    if is_folder or entry.is_file(follow_symlinks=False):
-                        found[path] = signature(entry.stat(follow_symlinks=False))
-                    if is_folder:
-                        folders.append(path)
-        except OSError:
-            unread.append(folder)
-    return found, unread
+    def fail(error):
+        raise error
+
+    found = {}
+    for folder, folders, files in os.walk(root, onerror=fail):
+        for name in folders + files:
+            full = os.path.join(folder, name)
+            path, status = os.path.relpath(full, root), os.lstat(full)
+            if is_temporary(name) or path in skipped:
+                if name in folders:
+                    folders.remove(name)
+            elif stat.S_ISDIR(status.st_mode) or stat.S_ISREG(status.st_mode):
+                found[path] = signature(status)
+    return found
 
 
-def same_content(one, other):
-    with open(one, "rb") as first, open(other, "rb") as second:
-        while (block := first.read(1 << 20)) == second.read(1 << 20):
-            if not block:
-                return True
-    return False
+def decide(known, here, there):
+    """What one path needs: None, "upload", "download", "delete there", "delete here" or "conflict".
 
-
-def decide(item, here, there):
-    """What one path needs. `item` is the pair of signatures last in step; each argument is None when absent.
-
-    The answers: None, "forget", "adopt", "compare", "conflict", "upload", "download", "delete there" and
-    "delete here".
+    `known` is the signature last in step; each argument is None when absent. A change wins over a deletion.
     """
-    if not here and not there:
-        return "forget" if item else None
-    if not here or not there:
-        present, known = (here, HERE) if here else (there, THERE)
-        arrives = "upload" if here else "download"
-        if item and same(item[known], present):
-            return "delete here" if here else "delete there"
-        return arrives
-    here_changed = not item or not same(item[HERE], here)
-    there_changed = not item or not same(item[THERE], there)
-    if here_changed and there_changed:
-        if same(here, there):
-            return "adopt"
-        return "compare" if here[:2] == there[:2] else "conflict"
-    if not here_changed and not there_changed:
+    if here == there:
         return None
-    if here[0] != there[0]:
+    if here and there and (known not in (here, there) or here[0] != there[0]):
         return "conflict"
-    return "upload" if here_changed else "download"
+    if there == known:
+        return "upload" if here else "delete there"
+    if here == known:
+        return "download" if there else "delete here"
+    return "upload" if here else "download"
 
 
 class Pair:
     """A local folder, its cloud folder and the memory of what was last in step between them."""
 
-    def __init__(self, settings, here, there):
-        self.roots = (here, there)
+    def __init__(self, settings, cloud):
+        self.roots = (settings.sync_dir, cloud)
         self.skipped = settings.skipped
-        self.within = None
-        self.memory_path = settings.path("items.played.json")
+        self.within = None  # the one entry asked for, if one was
+        self.memory = settings.path("items.played.json")
         self.items = {}
-
-    def load(self):
-        """A lost memory is harmless: entries equal on both sides are taken up again without a transfer."""
-        try:
-            items = json.loads(read(self.memory_path) or "{}")
-            self.items = {path: [tuple(side) for side in pair] for path, pair in items.items()}
-        except (ValueError, AttributeError, TypeError):
-            self.items = {}
+        # A lost memory is harmless: what is equal on both sides is in step.
+        with contextlib.suppress(ValueError, AttributeError, TypeError):
+            self.items = {path: tuple(item) for path, item in json.loads(read(self.memory) or "{}").items()}
 
     def save(self):
-        write_private(self.memory_path, json.dumps(self.items))
+        replace(self.memory, json.dumps(self.items))
 
-    def forget_all(self):
+    def forget(self):
         self.items = {}
         self.save()
-
-    def wanted(self, path):
-        """Not excluded, and in or on the way to the one entry asked for."""
-        if any(is_within(path, folder) for folder in self.skipped):
-            return False
-        return self.within is None or is_within(path, self.within) or is_within(self.within, path)
 
     def on_disk(self, side, path):
         return os.path.join(self.roots[side], path)
 
     def scan(self):
-        """Both sides now; paths that could not be looked at are as they were remembered."""
-        sides = []
-        for side in (HERE, THERE):
-            found, unread = scan(self.roots[side], self.wanted)
-            for folder in unread:
-                found |= {p: i[side] for p, i in self.items.items() if not folder or is_within(p, folder)}
-            sides.append(found)
-        return sides
-
-    def freeze(self, sides, paths):
-        """Make paths look unchanged: those still being written, and those that cannot be transferred."""
-        for path in paths:
-            for side, known in zip(sides, self.items.get(path, (None, None))):
-                side.pop(path, None)
-                if known:
-                    side[path] = known
+        return [scan(root, self.skipped) for root in self.roots]
 
     def counts(self, path):
-        """Whether a path belongs to what was asked for; the folders on the way to it do not."""
-        return self.wanted(path) and (self.within is None or is_within(path, self.within))
-
-    def changed_there(self, there):
-        """How many entries of the cloud the client has not seen in their present state."""
-        paths = {path for path in {*there, *self.items} if self.counts(path)}
-        if self.within is not None:
-            return len(paths & there.keys())
-        known = [path for path in paths if path in self.items and path in there]
-        return len(paths) - sum(same(self.items[path][THERE], there[path]) for path in known)
+        """Whether a path belongs to what was asked for."""
+        return self.within is None or is_within(path, self.within)
 
     def needs(self, sides):
-        """(path, answer of `decide`) for every path that needs something, folders before what is in them."""
+        """{answer of `decide`: paths}, folders before what is in them; remembers what is in step."""
         here, there = sides
-        for path in sorted({*here, *there, *self.items}):
-            if not self.counts(path):
-                continue
+        lists = {}
+        for path in sorted(filter(self.counts, {*here, *there, *self.items})):
             answer = decide(self.items.get(path), here.get(path), there.get(path))
-            if answer:
-                yield path, answer
+            lists.setdefault(answer, []).append(path)
+        for path in lists.pop(None, []):
+            self.items[path] = here.get(path)
+        self.items = {path: item for path, item in self.items.items() if item}
+        return lists
 
-    def remember(self, path):
-        """Take a path as in step, as it is on disk now."""
-        self.items[path] = [signature(os.lstat(self.on_disk(side, path))) for side in (HERE, THERE)]
+    def news(self, there):
+        """How many entries of the cloud the client has not seen in their present state; of one entry, all."""
+        every = [path for path in {*there, *self.items} if self.counts(path)]
+        if self.within is not None:
+            return sum(path in there for path in every)
+        return sum(self.items.get(path) != there.get(path) for path in every)
 
-    def follow_moves(self, sides, side):
-        """Repeat on the other side what was renamed on this one; the pairs (old, new), each done."""
-        moved = []
-        while pair := self.next_move(sides, side):
-            old, new = pair
-            target = self.on_disk(1 - side, new)
-            try:
-                os.makedirs(os.path.dirname(target), exist_ok=True)
-                os.rename(self.on_disk(1 - side, old), target)
-            except OSError:
-                return moved
-            for known in (self.items, sides[1 - side]):
-                for path in [p for p in known if is_within(p, old)]:
-                    known[new + path[len(old):]] = known.pop(path)
-            moved.append(pair)
-        return moved
+    def make_folder(self, side, path):
+        os.makedirs(self.on_disk(side, path), exist_ok=True)
+        self.items[path] = ("d", 0, 0)
 
-    def next_move(self, sides, side):
-        """The first remembered path that is gone while its inode lives on under a new name."""
-        this, other = sides[side], sides[1 - side]
-        fresh = {sig[3]: path for path, sig in this.items() if path not in self.items and path not in other}
-        for old in sorted(self.items):
-            known = self.items[old]
-            new = fresh.get(known[side][3]) if old not in this and self.wanted(old) else None
-            if new and same(this[new], known[side]) and old in other and same(other[old], known[1 - side]):
-                return old, new
-        return None
+    def delete(self, side, path, kind):
+        """A folder in which something appeared meanwhile stays; it is then new on one side and comes back."""
+        self.items.pop(path, None)
+        if kind == "f":
+            os.unlink(self.on_disk(side, path))
+        else:
+            with contextlib.suppress(OSError):
+                os.rmdir(self.on_disk(side, path))
+
+    def copy(self, side, path, sides, verb, shown):
+        """Copies a file from that side to the other one and prints how far it is."""
+        source, target = self.on_disk(side, path), self.on_disk(1 - side, path)
+        partial = os.path.join(os.path.dirname(target), f".{os.path.basename(target)}.partial")
+        os.makedirs(os.path.dirname(target), exist_ok=True)
+        try:
+            with open(source, "rb") as bytes_in, open(partial, "wb") as bytes_out:
+                copy_aloud(bytes_in, bytes_out, sides[side][path][1], f"{verb}: {shown} ... ")
+            now = signature(os.lstat(target)) if os.path.lexists(target) else None
+            if now != sides[1 - side].get(path):
+                raise OSError("the file was changed meanwhile")  # no newer content may be overwritten
+            os.utime(partial, ns=(sides[side][path][2],) * 2)
+            os.replace(partial, target)
+        finally:
+            with contextlib.suppress(FileNotFoundError):
+                os.unlink(partial)
+        self.items[path] = sides[side][path]
+        self.save()
+
+
+def copy_aloud(source, target, size, label):
+    """As many bytes as the file had when it was looked at; what it has grown by comes with the next look."""
+    is_upload = label.startswith("Uploading")
+    pieces = -(-size // FRAGMENT)
+    percents = [100]
+    if size >= PROGRESS_FROM:
+        percents = [100 * piece // pieces for piece in range(pieces + 1)] if is_upload else DOWNLOAD_PERCENTS
+    began = time.monotonic()
+    for percent in percents:
+        while (missing := size * percent // 100 - target.tell()) > 0:
+            block = source.read(min(missing, 1 << 20))
+            if not block:
+                raise OSError("the file became shorter meanwhile")
+            target.write(block)
+        if size >= PROGRESS_FROM:
+            say(label + progress_text(percent, time.monotonic() - began, is_upload))
+            step()
+
+
+def time_text(seconds):
+    seconds = int(seconds)
+    return f"{seconds // 3600:02}:{seconds // 60 % 60:02}:{seconds % 60:02}"
+
+
+def progress_text(percent, elapsed, is_upload):
+    """The tail of a progress line: "25%  |  ETA    00:00:19" or "100% | DONE in 00:00:01"."""
+    if percent == 100:
+        return f"100% | DONE in {time_text(elapsed)}"
+    unknown = percent == 0 or (is_upload and elapsed < 1)
+    left = "--:--:--" if unknown else time_text(elapsed * (100 - percent) / percent)
+    return f"{percent}%".ljust(4) + f" |  ETA    {left}"

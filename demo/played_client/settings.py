@@ -3,26 +3,19 @@
 import fcntl
 import os
 import re
-import time
+
+from .console import Ended, say
 
 DEFAULT_SYNC_DIR = "~/OneDrive"
 
 
 def parse(text):
     """The two keys that matter here: sync_dir, and skip_dir as the list of the values of all its lines."""
-    keys = {"sync_dir": None, "skip_dir": []}
-    for line in text.split("\n"):
-        match = re.match(r"\s*(sync_dir|skip_dir)\s*=\s*(.*?)\s*$", line)
-        if not match:
-            continue
-        key, value = match.groups()
-        if len(value) > 1 and value[0] == value[-1] == '"':
-            value = value[1:-1]
-        if key == "skip_dir":
-            keys[key].append(value)
-        else:
-            keys[key] = value
-    return keys
+    found = re.findall(r'^\s*(sync_dir|skip_dir)\s*=\s*(?:"(.*)"|(.*?))\s*$', text, re.MULTILINE)
+    values = {"sync_dir": [], "skip_dir": []}
+    for key, quoted, bare in found:
+        values[key].append(quoted or bare)
+    return {"sync_dir": values["sync_dir"][-1] if values["sync_dir"] else None, "skip_dir": values["skip_dir"]}
 
 
 def read(path):
@@ -34,13 +27,11 @@ def read(path):
         return None
 
 
-def write_private(path, text):
-    """Replace a file that only its owner may read; a reader never sees half of it."""
-    fresh = path + ".new"
-    descriptor = os.open(fresh, os.O_WRONLY | os.O_CREAT | os.O_TRUNC | os.O_CLOEXEC, 0o600)
-    with open(descriptor, "w", encoding="utf-8", errors="surrogateescape") as file:
+def replace(path, text):
+    """A reader never sees half of it."""
+    with open(path + ".new", "w", encoding="utf-8", errors="surrogateescape") as file:
         file.write(text)
-    os.replace(fresh, path)
+    os.replace(path + ".new", path)
 
 
 class Settings:
@@ -86,73 +77,37 @@ class Settings:
                 return True
         return self.accepted is not None and parse(self.accepted) != self.keys
 
+    def check_accepted(self, syncs):
+        """Ends with 126 where a resync is due. That nothing was accepted yet matters only to starts that sync."""
+        edited = self.text != self.accepted or self.needs_resync()
+        if not edited or (self.accepted is None and not syncs):
+            return
+        say("Application configuration file has been updated, checking if --resync needed")
+        if self.accepted is None:
+            say("WARNING: no backup config file was found, unable to validate if any changes made")
+        if self.needs_resync():
+            self.write_first_config()
+            say("", "An application configuration change has been detected where a --resync is required", "")
+            raise Ended(126)
+
     def write_first_config(self):
         """The first start with --syncdir leaves a configuration behind: one line, without a line end."""
         if self.text is None and self.argument is not None:
             self.text = f'sync_dir = "{self.argument}"'
-            with open(self.path("config"), "w", encoding="utf-8", errors="surrogateescape") as file:
-                file.write(self.text)
+            replace(self.path("config"), self.text)
 
     def accept(self):
         if self.text is not None:
-            write_private(self.path(".config.backup"), self.text)
+            replace(self.path(".config.backup"), self.text)
 
-    def token(self):
-        """The saved token, or None."""
-        return read(self.path("refresh_token"))
-
-    def token_refused(self):
-        """An empty token and one that begins with "refused" play a revoked sign-in."""
-        token = self.token()
-        return token is not None and (not token.strip() or token.startswith("refused"))
-
-    def take_lock(self):
-        """True when this is the only instance. The kernel frees the lock of a dead one, however it died."""
-        for _ in range(10):
-            if self.try_lock():
-                return True
-            # Either another instance runs, or a status query is just looking at the lock.
-            time.sleep(0.02)
-        return False
-
-    def try_lock(self):
-        path = self.path(".lock")
-        while True:
-            descriptor = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o600)
-            try:
-                fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
-                # The file may have been deleted between the two calls: a lock on it would then hold nobody.
-                if os.path.samestat(os.fstat(descriptor), os.stat(path)):
-                    break
-            except FileNotFoundError:
-                pass
-            except BlockingIOError:
-                os.close(descriptor)
-                return False
-            os.close(descriptor)
-        os.ftruncate(descriptor, 0)
-        os.write(descriptor, b"%d\n" % os.getpid())
-        self.lock = descriptor
-        return True
-
-    def other_instance_runs(self):
-        """Whether a running instance holds the lock; a file left behind by a dead one does not count."""
+    def be_the_only_one(self):
+        """The kernel frees the lock when this process ends, however it ends."""
+        self.lock = open(self.path(".lock"), "wb")  # pylint: disable=consider-using-with
         try:
-            with open(self.path(".lock"), "rb") as file:
-                fcntl.flock(file, fcntl.LOCK_SH | fcntl.LOCK_NB)
-            return False
-        except FileNotFoundError:
-            return False
+            fcntl.flock(self.lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
-            return True
-
-    def release_lock(self):
-        if self.lock is None:
-            return
-        try:
-            if os.path.samestat(os.fstat(self.lock), os.stat(self.path(".lock"))):
-                os.unlink(self.path(".lock"))
-        except FileNotFoundError:
-            pass
-        os.close(self.lock)
-        self.lock = None
+            say("",
+                "ERROR: The 'onedrive' application is already running - please check system process list for active "
+                "application instances",
+                " - Use 'sudo ps aufxw | grep onedrive' to potentially determine active running process", "")
+            raise Ended(1) from None

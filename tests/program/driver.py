@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 """Drives the built program as a person does: starts it in a home of its own, reads what a screen reader would read, and
-plays the desktop and the client around it. SKYFOLD names the program. For test cases, inside the walls of scripts/isolate.
+plays the desktop and the client around it. SKYFOLD names the program. Inside the walls of scripts/isolate only.
 """
 import json
 import os
