@@ -19,12 +19,9 @@ import subprocess
 import sys
 import time
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, GLib  # noqa: E402
-
 sys.dont_write_bytecode = True
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/program"))
+import desktop  # noqa: E402
 import soak_client  # noqa: E402
 
 FOLDER = pathlib.Path(os.environ["SKYFOLD_ISOLATED"]) / "soak"
@@ -173,17 +170,6 @@ def children(pid):
     return found
 
 
-def below(node):
-    node.clear_cache()
-    return [child for child in map(node.get_child_at_index, range(node.get_child_count())) if child]
-
-
-def search(node, role, name):
-    if node.get_role_name() == role and node.get_name() == name:
-        return node
-    return next(filter(None, (search(child, role, name) for child in below(node))), None)
-
-
 class Stuck(Exception):
     pass
 
@@ -195,36 +181,31 @@ class Soak:
         self.prepare()
         environment = {**os.environ, "PATH": f"{FOLDER}/bin:{os.environ['PATH']}", "SOAK_FOLDER": str(FOLDER),
                        "SOAK_LINES": str(lines), "SOAK_AFTER_RESYNC": ENDINGS}
-        tray = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
-        self.tray = subprocess.Popen(tray, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.tray = desktop.start_trayer()
         with (FOLDER / "stdout").open("wb") as out, (FOLDER / "stderr").open("wb") as errors:
             self.program = subprocess.Popen([program], env=environment, stdout=out, stderr=errors)
         self.output = Output(lines)
         self.dialogs = self.clicks = self.forced = 0
 
     def prepare(self):
-        settings = self.home / ".config"
-        for folder in (FOLDER / "lives", FOLDER / "bin", settings / "onedrive", settings / "skyfold"):
-            folder.mkdir(parents=True)
+        for name in ("lives", "bin"):
+            (FOLDER / name).mkdir(parents=True)
         (FOLDER / "bin/onedrive-cli").symlink_to(pathlib.Path(soak_client.__file__).resolve())
         (FOLDER / "count").touch()
         (FOLDER / "next").write_text("clean")
         for number in range(soak_client.ENTRIES):
             (self.home / f"Cloud/entry-{number:02}").mkdir(parents=True)
-        (settings / "onedrive/refresh_token").write_text("t")
-        (settings / "skyfold/config").write_text(f"sync_dir={self.home}/Cloud\nsync_enabled=true\n")
+        desktop.make_home(self.home, f"sync_dir={self.home}/Cloud\nsync_enabled=true\n")
 
-    def until(self, done, what, seconds=30):
-        end = time.monotonic() + seconds
-        while True:
-            while GLib.MainContext.default().iteration(False):
-                pass
+    def until(self, done, what):
+        def seen():
             self.output.read()
-            if result := done():
-                return result
-            if self.program.poll() is not None or time.monotonic() > end:
-                raise Stuck(f"waited in vain for {what}; program: {self.program.poll()}; {self.last_words()}")
-            time.sleep(0.003)
+            if self.program.poll() is not None:
+                raise Stuck(f"the program ended with {self.program.poll()} before {what}; {self.last_words()}")
+            return done()
+        if not (result := desktop.turn_until(seen)):
+            raise Stuck(f"waited in vain for {what}; {self.last_words()}")
+        return result
 
     def last_words(self):
         return " | ".join(str((FOLDER / name).read_bytes()[-400:]) for name in ("stdout", "stderr"))
@@ -233,52 +214,42 @@ class Soak:
 
     def reach(self):
         """Finds what is pressed later on; the buttons of a row are there for who points at it."""
-        Atspi.set_timeout(30000, 60000)
+        desktop.Atspi.set_timeout(30000, 60000)
         self.until(lambda: self.output.said["tray"], "the tray icon")
-        desktop = Atspi.get_desktop(0)
-        named = lambda: [one for one in below(desktop) if one.get_name() == "skyfold"]  # noqa: E731
-        self.accessible = self.until(named, "the program on the accessibility bus")[0]
-        # Until the window opens, the icon is all that shows under the program's name.
-        find_icon = ["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"]
-        self.icon = subprocess.run(find_icon, text=True, stdout=subprocess.PIPE, check=True).stdout.split()[0]
+        self.icon = self.until(desktop.find_icon, "the icon's window")
         self.point_at_tray()
         self.click_tray()
-        self.frame = self.shown_frame()
-        self.sync_row = self.until(lambda: search(self.frame, "menu item", "Enable Sync"), "the switch")
-        self.quit_item = search(self.frame, "menu item", "Quit")
+        self.sync_row, self.quit_item = (
+            self.until(lambda: desktop.accessible("menu item", name, None), name) for name in ("Enable Sync", "Quit"))
         self.rows = [self.buttons_of_row(f"entry-{number:02}") for number in range(soak_client.ENTRIES)]
         self.point_at_tray()
 
     def buttons_of_row(self, name):
-        row = search(self.frame, "list item", name)
+        row = desktop.accessible("list item", name)
 
         def pointed_at():
-            place = row.get_extents(Atspi.CoordType.SCREEN)
+            place = row.get_extents(desktop.Atspi.CoordType.SCREEN)
             if place.x > 0:  # again and again: the window may still be on its way to its place
                 subprocess.run(["xdotool", "mousemove", str(place.x + 99), str(place.y + 9)], check=True)
-            return [search(row, "push button", "Force Sync"), search(row, "push button", "Disable Sync")]
+            return [desktop.accessible("push button", name, below=row) for name in ("Force Sync", "Disable Sync")]
         return self.until(lambda: all(found := pointed_at()) and found, f"the buttons of {name}")
 
     def point_at_tray(self):
         subprocess.run(["xdotool", "mousemove", "--window", self.icon, "6", "6"], check=True)
 
-    def shown_frame(self):
-        return next((one for one in below(self.accessible) if one.get_role_name() == "frame"), None)
-
     def click_tray(self):
-        was_shown = bool(self.shown_frame())
+        was_shown = bool(desktop.accessible("frame"))
         subprocess.run(["xdotool", "click", "1"], check=True)
-        self.until(lambda: bool(self.shown_frame()) != was_shown, "the window to be shown or hidden")
+        self.until(lambda: bool(desktop.accessible("frame")) != was_shown, "the window to be shown or hidden")
         self.clicks += 1
 
     def answer_dialogs(self):
         def answered():
-            dialogs = [one for one in below(self.accessible) if one.get_role_name() == "alert"]
-            for dialog in dialogs:
-                if button := search(dialog, "push button", "OK"):
-                    button.do_action(0)
-                    self.dialogs += 1
-            return not dialogs
+            dialog = desktop.accessible("alert")
+            if dialog and (button := desktop.accessible("push button", "OK", below=dialog)):
+                button.do_action(0)
+                self.dialogs += 1
+            return not dialog
         self.until(answered, "the dialogs to go away")
 
     # Lives of the client.

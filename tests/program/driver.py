@@ -8,13 +8,11 @@ import pathlib
 import subprocess
 import tempfile
 import threading
-import time
 import unittest
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, Gio, GLib  # noqa: E402
+import desktop
+from desktop import Atspi, GLib, turn_until
+from gi.repository import Gio
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
@@ -22,16 +20,6 @@ NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
 <method name="GetCapabilities"><arg type="as" direction="out"/></method>
 <method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
 <arg type="a{sv}"/><arg type="i"/><arg type="u" direction="out"/></method></interface></node>"""
-
-
-def turn_until(done, seconds=40):
-    """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
-    end = time.monotonic() + seconds
-    while not (result := done()) and time.monotonic() < end:
-        while GLib.MainContext.default().iteration(False):
-            pass
-        time.sleep(0.02)
-    return result
 
 
 def clients():
@@ -44,8 +32,7 @@ class DrivenProgram(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.home = pathlib.Path(folder.name)
-        for name in ("skyfold", "onedrive"):
-            (self.home / ".config" / name).mkdir(parents=True)
+        desktop.make_home(self.home)
         self.lines = []
 
     def write(self, below, text=""):
@@ -55,8 +42,7 @@ class DrivenProgram(unittest.TestCase):
         return path
 
     def sign_in(self, settings=""):
-        self.write(".config/onedrive/refresh_token", "t")
-        self.write(".config/skyfold/config", settings)
+        desktop.make_home(self.home, settings)
 
     def expect_calls(self, *calls):
         """What the client must be asked, each as (arguments, steps, options...); that it was is checked at the end.
@@ -91,7 +77,8 @@ class DrivenProgram(unittest.TestCase):
         return sum(text in line for line in list(self.lines))
 
     def assert_says(self, text, times=1):
-        self.assertTrue(turn_until(lambda: self.count(text) >= times), f"{text!r} not {times} times in {self.lines[-20:]}")
+        self.assertTrue(turn_until(lambda: self.count(text) >= times),
+                        f"{text!r} not {times} times in {self.lines[-20:]}")
 
     def assert_ends(self, program, status):
         self.assertTrue(turn_until(lambda: program.poll() is not None), self.lines[-5:])
@@ -99,21 +86,7 @@ class DrivenProgram(unittest.TestCase):
         self.assertTrue(turn_until(lambda: not clients()), "a client outlives the program")
 
     def accessible(self, role, name, state=Atspi.StateType.SHOWING):
-        """The accessible of that role and name on the screen, or None."""
-        def search(node):
-            # A newer accessibility service says "button" for "push button".
-            if (node.get_role_name() in (role, role.replace("push ", "")) and node.get_name() == name
-                    and node.get_state_set().contains(state)):
-                return node
-            found = (search(node.get_child_at_index(i)) for i in range(node.get_child_count()))
-            return next(filter(None, found), None)
-        desktop = Atspi.get_desktop(0)
-        desktop.clear_cache()
-        programs = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
-        try:
-            return next(filter(None, (search(one) for one in programs if one and one.get_name() == "skyfold")), None)
-        except (AttributeError, GLib.Error):  # it went while it was read
-            return None
+        return desktop.accessible(role, name, state)
 
     def find(self, role, name, state=Atspi.StateType.SHOWING):
         found = turn_until(lambda: self.accessible(role, name, state))
@@ -129,8 +102,8 @@ class DrivenProgram(unittest.TestCase):
         subprocess.run(["xdotool", "key", *keys], check=True)
 
     def close(self, name):
-        """Closes a window from the keyboard. The window manager may miss a key while it is still busy with a window that
-        has just come, so like a person this looks and presses again.
+        """Closes a window from the keyboard. The window manager may miss a key while it is still busy with a window
+        that has just come, so like a person this looks and presses again.
         """
         self.find("frame", name, Atspi.StateType.ACTIVE)
 
@@ -164,15 +137,12 @@ class DrivenProgram(unittest.TestCase):
         return received
 
     def start_trayer(self):
-        tray = subprocess.Popen(["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"],
-                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        tray = desktop.start_trayer()
         self.addCleanup(tray.wait)
         self.addCleanup(tray.kill)
 
     def click_tray(self, button="1"):
-        def shown():
-            return subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
-                                  stdout=subprocess.PIPE, check=True).stdout.split()
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
-        self.assertTrue(turn_until(lambda: len(shown()) == 1), "the icon's tooltip stays")
-        subprocess.run(["xdotool", "mousemove", "--window", *shown(), "6", "6", "click", button], check=True)
+        icon = desktop.find_icon()
+        self.assertTrue(icon, "the icon's tooltip stays")
+        subprocess.run(["xdotool", "mousemove", "--window", icon, "6", "6", "click", button], check=True)
