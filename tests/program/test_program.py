@@ -84,6 +84,7 @@ class ProgramTest(DrivenProgram):
         self.write("Cloud/notes.txt")
         self.sign_in(f"sync_dir={folder}\n")
         config = self.write(".config/onedrive/config", 'skip_dir = "Private"\n')
+        lock = self.write(".config/onedrive/.lock")
         self.expect_calls(
             self.monitor(folder, {"print": "Downloading file: ./notes.txt ... \n"}, HANG),
             self.monitor(folder, HANG), self.monitor(folder, HANG),
@@ -95,6 +96,7 @@ class ProgramTest(DrivenProgram):
         self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
         self.assert_says("DEBUG: Async file status update complete.")
         self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
+        self.assertFalse(lock.exists())
         self.click_tray()
         for role, name in [("label", "Sync: Downloading \u2014 notes.txt"), ("label", "Downloading"),
                            ("label", "Skipped"), ("list item", "Private")]:
@@ -137,14 +139,56 @@ class ProgramTest(DrivenProgram):
         self.assert_ends(program, 0)
         self.assert_says("DEBUG: Application shutting down")
 
+    def test_failures_of_the_client(self):
+        """The second one comes while the first one is still shown; the switch stops the third client."""
+        folder = self.write("Cloud/a").parent
+        self.sign_in(f"sync_dir={folder}\n")
+        start, _steps, _so = self.monitor(folder)
+        self.expect_calls(
+            (start, [{"wait_for": "{home}/go"}, {"print": "... a --resync is required\n"}, {"exit": 0}]),
+            ([*start, "--resync", "--resync-auth"], [{"print": "--resync needed \u00fc\udcff\0"}, {"exit": 126}]),
+            (start, [{"exit": 5}]), self.monitor(folder, {"print": "Uploading: a ... 5%\n"}, HANG))
+        self.start_trayer()
+        program = self.start("--daemon")
+        self.assert_says("DEBUG: Tray icon setup complete!")
+        self.click_tray()
+        self.click("menu", "Settings")
+        switch = self.find("menu item", "Enable Sync")
+        self.press("frame", "Skyfold", "Escape")
+        self.write("go")
+        self.find("label", "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> 126\n<b>Output:</b>\n"
+                           "--resync needed \u00fc\ufffd\ufffd")
+        switch.do_action(0)  # as a screen reader does it; the pointer does not get past the dialog
+        self.assert_says("ERROR: Sync process exited with code 5")
+        self.press("alert", "Sync Process Error", "Return")
+        self.assert_gone("alert", "Sync Process Error")
+        self.flip("Enable Sync", "sync_enabled=true")
+        self.find("label", "Uploading")
+        switch.do_action(0)
+        self.find("label", "Sync: Stopped")
+        self.assertIn("sync_enabled=false", self.settings())
+        self.find("label", "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> -1\n<b>Output:</b>\n"
+                           "Uploading: a ... 5%\n")
+        self.press("alert", "Sync Process Error", "Return")
+        self.press("frame", "Skyfold", "q")
+        self.assert_ends(program, 0)
+
+    def test_sign_in_that_fails_is_tried_once_more(self):
+        self.expect_calls((["--display-quota", "--verbose"], [{"print": "You will need to issue a --reauth"}, {"exit": 1}]),
+                          (["--reauth", "--verbose"], [{"print": "AADSTS70000, or all is well\0\udcff"}]))
+        program = self.start()
+        self.find("label", "Login failed.\n\nExit Code: 0\n\nClient Output:\nAADSTS70000, or all is well\ufffd\ufffd")
+        self.press("alert", "Login Error", "Return")
+        self.assert_ends(program, 0)
+
     def test_sign_in_that_the_client_asks_for_is_not_disturbed(self):
         folder = self.write("Cloud/a").parent
         self.sign_in(f"autostart=false\nsync_dir={folder}\nsync_enabled=yes\n")
-        go = self.home / "go"
         self.expect_calls(
-            (["--monitor", "--syncdir", str(folder)], [{"wait_for": str(go)}, {"print": "AADSTS70000\n"}, {"exit": 1}]),
+            (["--monitor", "--syncdir", str(folder)], [{"wait_for": "{home}/go"}, {"print": "one of many lines\n", "times": 4000},
+                                                       {"print": "AADSTS70000: the last words"}, {"exit": 1}]),
             (["--reauth", "--verbose"], [{"write": {"{home}/asked": ""}}, {"wait_for": "{home}/end"}]),
-            self.monitor("{home}/OneDrive", {"print": "Syncing\n"}, HANG))
+            self.monitor("typed", {"print": "Syncing\n"}, HANG))
         self.start_trayer()
         program = self.start()
         self.assert_says("DEBUG: Tray icon setup complete!")
@@ -156,6 +200,7 @@ class ProgramTest(DrivenProgram):
         self.click("menu", "Settings")
         self.assertTrue(turn_until(lambda: self.find("menu item", "Enable Sync").get_description() == "OFF"))
         self.write("end")
+        self.press("frame", "Configure Sync Directory", "End", "shift+Home", *"typed")
         self.click("push button", "Start Sync")
         self.assert_says("[SYNC] Syncing")
         self.assertEqual(self.count("DEBUG: Launching: "), 2)

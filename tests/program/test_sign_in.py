@@ -61,7 +61,8 @@ class SignInTest(DrivenProgram):
     def sign_in_by(self, answers, address, *steps):
         """Starts the program over a client that prints `address`, then takes `steps`; says what the double sees."""
         double = http.server.ThreadingHTTPServer(("127.0.0.1", 443), Answer)
-        double.answers, double.seen = {AUTHORISE: (302, "", REDIRECT), **answers}, []
+        double.answers, double.seen = answers, []
+        answers.setdefault(AUTHORISE, (302, "", REDIRECT))
         double.daemon_threads = True  # the engine keeps connections for later
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(f"{os.environ['AUTHORITY']}/{HOST}", f"{os.environ['AUTHORITY']}/{HOST}.key")
@@ -116,7 +117,29 @@ class SignInTest(DrivenProgram):
 
     def test_hand_back_to_the_client(self):
         token = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}
-        program, seen = self.sign_in_by({}, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, token)
+        # Neither what only names the redirect nor one that answers nothing is captured, and the right one is not loaded.
+        way = {AUTHORISE: (302, "", f"/elsewhere?to={REDIRECT}"), NATIVE: (200, f"<script>location='{REDIRECT}'</script>", ""),
+               "/elsewhere": (200, f"<script>location='{NATIVE}?state=1'</script>", "")}
+        program, seen = self.sign_in_by(way, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, token)
+        self.assert_signed_in(program, b"its own")
+        self.assertEqual([path.partition("?")[2][:4] for command, path, *_ in seen if path != "/favicon.ico"],
+                         ["clie", "to=h", "stat"])
+
+    def test_closing_the_window_gives_up(self):
+        program, _seen = self.sign_in_by({AUTHORISE: (200, PAGE, "")}, ADDRESS, HANG)
+        self.press("frame", "OneDrive Login", "alt+F4")
+        self.assert_ends(program, 0)
+
+    def test_page_that_moves_on_after_the_client_has_signed_in_counts_no_more(self):
+        page = f"<script>setInterval(async () => {{ if ((await fetch('/late')).ok) location = '{REDIRECT}' }}, 50)</script>"
+        answers = {AUTHORISE: (200, page, "")}
+        token = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}
+        program, seen = self.sign_in_by(answers, ADDRESS, {"wait_for": "{home}/go"}, token)
+        self.find("frame", "OneDrive Login")
+        self.write("go")
+        self.find("push button", "Start Sync")
+        answers["/late"] = (200, "", "")
+        self.assert_says("DEBUG: Captured valid Redirect URI: ")
         self.assert_signed_in(program, b"its own")
         self.assertNotIn("POST", [command for command, *_ in seen])
 

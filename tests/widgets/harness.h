@@ -12,14 +12,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <functional>
 #include <glibmm/main.h>
 #include <gtest/gtest.h>
 #include <gtkmm/messagedialog.h>
+#include <regex>
 #include <thread>
 
 /// Turns the main loop until `done`, at most `seconds`; returns whether it came to be.
-inline bool turn_until(const std::function<bool()>& done, double seconds = 20) {
+inline bool turn_until(const std::function<bool()>& done, double seconds = 40) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (!done()) {
         if (std::chrono::steady_clock::now() > end)
@@ -30,9 +32,14 @@ inline bool turn_until(const std::function<bool()>& done, double seconds = 20) {
     return true;
 }
 
-/// Turns the main loop for a while in which something must not happen.
+/// Turns the main loop for a while in which something must not happen, after the event that might cause it.
 inline void turn_for(double seconds) {
     turn_until([] { return false; }, seconds);
+}
+
+/// Turns the main loop until a child is gone.
+inline bool ends(int child) {
+    return turn_until([child] { return kill(child, 0) != 0; });
 }
 
 struct ApplicationProbe {
@@ -55,15 +62,12 @@ struct ApplicationProbe {
     static auto& login_pid(Application& application) { return application.login_pid; }
     static auto& login_output(Application& application) { return application.login_output; }
     static auto& verifier(Application& application) { return application.pkce_verifier; }
-    static auto& client_id(Application& application) { return application.pkce_client_id; }
-    static bool redirect_captured(Application& application) { return application.redirect_captured; }
     static void on_token_saved(Application& application, int attempt) { application.on_token_saved(attempt); }
 };
 
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
-    static Glib::ustring sync_state(Skyfold& window) { return window.sync_state_label->get_text(); }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
     static FileRow& row(Skyfold& window, const std::string& name) {
         return *window.rows_by_name.find(name)->second;
@@ -78,21 +82,33 @@ struct RowProbe {
     static auto& icon(FileRow& row) { return row.icon_image; }
 };
 
-/// A home of its own, an application registered under it, and the calls that the client must get, as JSON.
-/// Every test ends with the check that the client was called like that and no otherwise.
+const std::string hang = R"({"hang": true})"; // the last step of a client that runs until it is ended
+
+/// A step of the client: it prints a line.
+inline std::string says(const std::string& text) {
+    return R"({"print": ")" + text + R"(\n"}, )";
+}
+
+/// One call that the client must get. `option` tells what else goes, "cut_short": it may be killed before its
+/// end.
+inline std::string call(const std::string& arguments, const std::string& steps,
+                        const std::string& option = "cut_short") {
+    return R"({"args": [")" + std::regex_replace(arguments, std::regex(" "), "\", \"") + R"("], ")" + option +
+           R"(": true, "steps": [)" + steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
+}
+
+/// A home of its own and an application registered under it. Every test ends with the check that the client
+/// was called as expected and no otherwise.
 class ShellTest : public testing::Test {
   protected:
     void expect_calls(const std::string& calls) {
         std::filesystem::remove(home.file("scenario.state")); // of calls expected earlier
-        home.write("scenario", "{\"calls\": [" + calls + "]}");
+        home.write("scenario", "{\"calls\": [" + calls.substr(0, calls.size() - 2) + "]}");
         setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
     }
 
-    /// One call of a sign-in attempt; a hanging one has to be `cut_short`.
-    static std::string login_call(const std::string& option, const std::string& steps,
-                                  const std::string& cut_short = "false") {
-        return R"({"args": [")" + option + R"(", "--verbose"], "cut_short": )" + cut_short +
-               R"(, "steps": [)" + steps + "]}";
+    bool appears(const char* name) {
+        return turn_until([&] { return std::filesystem::exists(home.file(name)); });
     }
 
     void TearDown() override {
@@ -133,17 +149,8 @@ class ShellTest : public testing::Test {
         };
         answers = Glib::signal_timeout().connect(answer, 10);
     }
-
     bool dialog_was_answered() {
         return turn_until([this] { return !dialogs.empty(); });
-    }
-
-    /// Turns the main loop until a window with that title is in front.
-    bool reaches(const std::string& title) {
-        return turn_until([&] {
-            auto* window = ApplicationProbe::login_window(application);
-            return window != nullptr && window->get_title() == title;
-        });
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.

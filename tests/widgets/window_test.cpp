@@ -15,13 +15,10 @@ class WindowTest : public ShellTest {
 
     // With the client answering `dump` and `config`, until the first refresh is through.
     std::unique_ptr<Skyfold> make_window(const std::string& dump = "", const std::string& config = "") {
-        const auto dump_call = [](const std::string& option, const std::string& text) {
-            return R"({"args": [")" + option + R"("], "repeat": true, "steps": [{"print": ")" + text +
-                   R"("}]},)";
-        };
-        expect_calls(dump_call("--display-sync-status", dump) + dump_call("--display-config", config) +
+        expect_calls(call("--display-sync-status", says(dump), "repeat") +
+                     call("--display-config", says(config), "repeat") +
                      R"j({"args": ["--synchronize", "--single-directory", "it's $(touch x)"],
-                          "optional": true, "steps": [{"write": {"{home}/forced": ""}}]})j");
+                          "optional": true, "steps": [{"write": {"{home}/forced": ""}}]}, )j");
         forget_status_cache();
         auto window = std::make_unique<Skyfold>(&application, folder);
         EXPECT_TRUE(turn_until([] { return is_status_cache_loaded(); }));
@@ -54,9 +51,6 @@ TEST_F(WindowTest, ListsFoldersFirstInByteOrderAndKeepsAnyName) {
     EXPECT_EQ(SkyfoldProbe::status_line(*window), "Sync: Idle");
     EXPECT_EQ(SkyfoldProbe::status(*window, "broken"), "Online-only");
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Unknown");
-}
-
-TEST_F(WindowTest, FolderThatCannotBeListedIsReported) {
     testing::internal::CaptureStderr();
     folder += "/gone";
     EXPECT_EQ(names(*make_window()), "");
@@ -67,7 +61,7 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     for (const char* name : {"a", "b", "Private"})
         std::filesystem::create_directory(folder + "/" + name);
     folder += "/"; // as somebody may type it
-    const auto window = make_window("a: synced\\nb: sync pending\\n", "skip_dir = \\\"Private\\\"\\n");
+    const auto window = make_window(R"(a: synced\nb: sync pending)", R"(skip_dir = \"Private\")");
     EXPECT_EQ(SkyfoldProbe::status(*window, "a"), "Synced");
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Pending");
     EXPECT_EQ(SkyfoldProbe::status(*window, "Private"), "Skipped");
@@ -75,13 +69,14 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Synced");
     EXPECT_EQ(SkyfoldProbe::status(*window, "Private"), "Skipped");
     std::filesystem::remove(folder + "/b");
-    expect_calls(R"({"args": ["--display-sync-status"], "steps":
-                        [{"sleep": 0.5}, {"print": "a: remote\n"}, {"write": {"{home}/late": ""}}]},
-                    {"args": ["--display-sync-status"], "repeat": true, "steps": []})");
+    expect_calls(call("--display-sync-status",
+                      R"({"write": {"{home}/asked": ""}}, {"wait_for": "{home}/go"}, )" + says("a: remote")) +
+                 call("--display-sync-status", "", "repeat"));
     window->refresh_sync_status();
-    turn_for(0.2);
+    ASSERT_TRUE(appears("asked"));
     window->refresh_sync_status(); // while the first, slower one is under way
-    EXPECT_TRUE(turn_until([this] { return std::filesystem::exists(home.file("late")); }));
+    ASSERT_TRUE(turn_until(is_status_cache_loaded));
+    home.write("go", "");
     turn_for(0.3);
     EXPECT_EQ(SkyfoldProbe::status(*window, "a"), "Uploading") << "the live state wins";
     EXPECT_EQ(SkyfoldProbe::status(*window, "b"), "Online-only");
@@ -95,15 +90,13 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
 TEST_F(WindowTest, QueryThatWasKilledIsAskedOnceMore) {
     const auto window = make_window();
     const auto asked = [](const std::string& name, const std::string& then) {
-        return R"({"args": ["--display-sync-status"], "cut_short": true, "steps": [{"write": {"{home}/)" +
-               name + R"(": ""}}, {)" + then + "}]},";
+        return call("--display-sync-status", R"({"write": {"{home}/)" + name + R"(": ""}}, )" + then);
     };
-    expect_calls(asked("first", R"("hang": true)") + asked("second", R"("hang": true)") +
-                 asked("third", R"("hang": true)") + asked("fourth", R"("print": "a: remote\n")") +
-                 R"({"args": ["--display-config"], "steps": [{"print": "skip_dir = \"a\"\n"}]})");
+    expect_calls(asked("first", hang) + asked("second", hang) + asked("third", hang) +
+                 asked("fourth", says("a: remote")) + call("--display-config", says(R"(skip_dir = \"a\")")));
     window->refresh_sync_status();
     for (const std::string query : {"first", "second", "third"}) {
-        ASSERT_TRUE(turn_until([&] { return std::filesystem::exists(home.file(query)); })) << query;
+        ASSERT_TRUE(appears(query.c_str())) << query;
         EXPECT_FALSE(is_status_cache_loaded());
         kill_clients();
         if (query == "second") {
@@ -113,26 +106,6 @@ TEST_F(WindowTest, QueryThatWasKilledIsAskedOnceMore) {
     }
     ASSERT_TRUE(turn_until(is_status_cache_loaded));
     EXPECT_EQ(window->get_file_sync_status("a"), "Skipped");
-}
-
-TEST_F(WindowTest, RowMenuDoesWhatItShowed) {
-    Gtk::Window around;
-    FileRow row(Gdk::Pixbuf::create(Gdk::COLORSPACE_RGB, true, 8, 22, 22), "n", "Pending", "/x/n");
-    around.add(row);
-    around.show();
-    std::string toggles;
-    row.signal_toggle_sync.connect(
-        [&](const std::string& path, bool enable) { toggles += path + (enable ? "+" : "-"); });
-    row.show_menu();
-    const auto* menus = gtk_menu_get_for_attach_widget(GTK_WIDGET(row.gobj()));
-    ASSERT_NE(menus, nullptr);
-    const auto items = Glib::wrap(GTK_MENU(menus->data))->get_children();
-    ASSERT_EQ(items.size(), 3U);
-    auto* item = dynamic_cast<Gtk::MenuItem*>(items[2]);
-    EXPECT_EQ(item->get_label(), "Disable Sync");
-    row.set_status("Skipped");
-    item->activate();
-    EXPECT_EQ(toggles, "/x/n-");
 }
 
 TEST_F(WindowTest, RowsActOnTheClientAndItsConfiguration) {
@@ -190,52 +163,53 @@ TEST_F(WindowTest, OutsideProgramsGetEachNameAsItIs) {
                                       "|");
 }
 
-TEST_F(WindowTest, RowShowsItsStatusOnButtonAndIcon) {
+TEST_F(WindowTest, RowShowsItsStatusOnButtonAndIconAndItsMenuDoesWhatItShowed) {
     const auto icon = Gdk::Pixbuf::create(Gdk::COLORSPACE_RGB, true, 8, 22, 22);
+    Gtk::Window around;
     FileRow row(icon, "n\xFF", "Was Skipped once", "/x/n\xFF");
+    around.add(row);
+    around.show();
     std::string toggles;
     row.signal_toggle_sync.connect(
-        [&](const std::string& path, bool enable) { toggles += enable ? path + "+ " : path + "- "; });
-    for (const auto& [status, own_icon] : std::vector<std::pair<std::string, bool>>{{"Skipped", true},
-                                                                                    {"Syncing...", false},
-                                                                                    {"Synced", true},
-                                                                                    {"uploading", true},
-                                                                                    {"Uploading", false},
-                                                                                    {"Skipped", true}}) {
-        const auto* tooltip = status == "Skipped" ? "Enable Sync" : "Disable Sync";
+        [&](const std::string& path, bool enable) { toggles += path + (enable ? "+ " : "- "); });
+    for (const auto& [status, own_icon] : std::map<std::string, bool>{{"Skipped", true},
+                                                                      {"Syncing...", false},
+                                                                      {"Synced", true},
+                                                                      {"Uploading", false},
+                                                                      {"uploading", true}}) {
         row.set_status(status);
         auto& toggle = RowProbe::toggle(row);
-        EXPECT_EQ(toggle.get_tooltip_text(), tooltip) << status;
+        EXPECT_EQ(toggle.get_tooltip_text(), status == "Skipped" ? "Enable Sync" : "Disable Sync") << status;
         EXPECT_EQ(RowProbe::icon(row).get_pixbuf() == icon, own_icon) << status;
         toggle.clicked();
     }
-    EXPECT_TRUE(toggles.starts_with("/x/n\xFF+ /x/n\xFF- ")) << toggles;
+    row.show_menu();
+    const auto* menus = gtk_menu_get_for_attach_widget(GTK_WIDGET(row.gobj()));
+    ASSERT_NE(menus, nullptr);
+    const auto items = Glib::wrap(GTK_MENU(menus->data))->get_children();
+    ASSERT_EQ(items.size(), 3U);
+    row.set_status("Skipped");
+    dynamic_cast<Gtk::MenuItem*>(items[2])->activate();
+    EXPECT_EQ(toggles, "/x/n\xFF+ /x/n\xFF- /x/n\xFF- /x/n\xFF- /x/n\xFF- /x/n\xFF- ");
 }
 
 // The switches are lost to the eye, but what they wrote while the window was made stays.
-TEST_F(WindowTest, SettingsWindowWritesItsSwitchesAndHandsOverTheFolderAsTyped) {
-    SettingsWindow window;
-    EXPECT_NE(home.read(".config/skyfold/config").find("\nnotifications=true\n"), std::string::npos);
-    EXPECT_TRUE(std::filesystem::remove(entry));
-    const auto children = dynamic_cast<Gtk::Box*>(window.get_child())->get_children();
-    ASSERT_EQ(children.size(), 3U);
-    auto* typed = dynamic_cast<Gtk::Entry*>(children[1]);
-    EXPECT_EQ(typed->get_text(), folder);
-    std::string folders;
-    window.signal_sync_started().connect([&](const std::string& chosen) { folders += chosen + "|"; });
-    typed->set_text(" ~/x");
-    dynamic_cast<Gtk::Button*>(children[2])->clicked();
-    EXPECT_EQ(folders, " ~/x|");
+TEST_F(WindowTest, SettingsWindowWritesItsSwitchesAndProposesTheFolderAsItIs) {
     const auto odd_home = home.file("\xFF");
-    setenv("HOME", odd_home.c_str(), 1);
-    SettingsWindow odd;
-    odd.signal_sync_started().connect([&](const std::string& chosen) { folders = chosen; });
-    dynamic_cast<Gtk::Button*>(dynamic_cast<Gtk::Box*>(odd.get_child())->get_children()[2])->clicked();
-    EXPECT_EQ(folders, odd_home + "/OneDrive") << "the proposal as it is, not as it is shown";
-    setenv("HOME", home.path.c_str(), 1);
     home.write(".config/skyfold/config", "autostart=false\nnotifications=false\n");
     const SettingsWindow quiet;
     EXPECT_FALSE(std::filesystem::exists(entry));
+    home.write(".config/skyfold/config", "");
+    const SettingsWindow eager;
+    EXPECT_NE(home.read(".config/skyfold/config").find("\nnotifications=true\n"), std::string::npos);
+    EXPECT_TRUE(std::filesystem::exists(entry));
+    setenv("HOME", odd_home.c_str(), 1);
+    SettingsWindow odd;
+    std::string folders;
+    odd.signal_sync_started().connect([&](const std::string& chosen) { folders = chosen; });
+    dynamic_cast<Gtk::Button*>(dynamic_cast<Gtk::Box*>(odd.get_child())->get_children()[2])->clicked();
+    setenv("HOME", home.path.c_str(), 1);
+    EXPECT_EQ(folders, odd_home + "/OneDrive") << "and not as it is shown";
 }
 
 TEST_F(WindowTest, DialogOfALongTextKeepsAllOfItAndFitsTheScreen) {
@@ -252,20 +226,4 @@ TEST_F(WindowTest, DialogOfALongTextKeepsAllOfItAndFitsTheScreen) {
     EXPECT_LT(natural, 800);
 }
 
-TEST_F(WindowTest, RemovalKeepsWhatItIsNotAskedToDelete) {
-    for (const bool delete_files : {false, true}) {
-        home.write("OneDrive/kept", "");
-        home.write(".config/onedrive/refresh_token", "t");
-        home.write("outside", "");
-        std::filesystem::create_symlink(home.file("outside"),
-                                        folder + "/link" + std::to_string(delete_files));
-        ApplicationProbe::config(application).set("sync_dir", folder);
-        application.remove_account(delete_files);
-        EXPECT_EQ(std::filesystem::exists(folder), !delete_files);
-        EXPECT_TRUE(std::filesystem::exists(home.file("outside"))) << "links are removed, not followed";
-        EXPECT_FALSE(std::filesystem::exists(home.file(".config/onedrive/refresh_token")));
-        EXPECT_EQ(home.read(".config/skyfold/config"),
-                  "autostart=true\nis_logged_in=false\nsync_dir=\nsync_enabled=true\n");
-    }
-}
 } // namespace
