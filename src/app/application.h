@@ -23,11 +23,6 @@ class Application : public Gtk::Application {
   public:
     // app/application.cpp: life cycle and the decision what the user sees first
     static Glib::RefPtr<Application> create();
-    Application(const Application&) = delete;
-    Application& operator=(const Application&) = delete;
-    Application(Application&&) = delete;
-    Application& operator=(Application&&) = delete;
-    ~Application() override = default; // deletes no window: they live until the process ends
     void set_daemon_mode(bool daemon);
     [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
     /// The command for the long-lived children.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "base/files.h"
 
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
@@ -15,49 +14,12 @@ namespace {
 constexpr mode_t new_file_mode = 0666; // less the process's mask
 constexpr mode_t mode_bits = 07777;
 constexpr int most_links = 40; // as many as the system follows
-constexpr const char* not_regular = "not a regular file";
 
-class Descriptor {
-  public:
-    explicit Descriptor(int opened) : number(opened) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    Descriptor(Descriptor&&) = delete;
-    Descriptor& operator=(Descriptor&&) = delete;
-    ~Descriptor() {
-        if (is_open())
-            close(number);
-    }
-    [[nodiscard]] bool is_open() const { return number >= 0; }
-    [[nodiscard]] int get() const { return number; }
-
-  private:
-    int number;
-};
-
-// Without waiting: a FIFO would be opened only when somebody writes to it.
-Descriptor open_for_reading(const std::string& path) {
-    return Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-}
-
-bool read_all(int descriptor, std::string& content) {
-    std::array<char, 4096> buffer{};
-    for (;;) {
-        const auto count = read(descriptor, buffer.data(), buffer.size());
-        if (count == 0)
-            return true;
-        if (count > 0)
-            content.append(buffer.data(), static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            return false;
-    }
-}
-
-// The path that symbolic links at its end lead to, whether or not there is something.
+// Where symbolic links at the end of `path` lead to, whether or not something is there.
 std::string behind_links(const std::string& path) {
     std::filesystem::path reached = path;
+    std::error_code error;
     for (int links = 0; links < most_links; ++links) {
-        std::error_code error;
         const auto next = std::filesystem::read_symlink(reached, error);
         if (error)
             break;
@@ -66,32 +28,31 @@ std::string behind_links(const std::string& path) {
     return reached.string();
 }
 
-// Why what is at `path` may not be replaced, or nothing.
-std::string reason_to_leave(const std::string& path, const struct stat& status) {
-    if (!S_ISREG(status.st_mode))
-        return not_regular;
-    if (access(path.c_str(), W_OK) != 0)
-        return g_strerror(errno);
-    return {};
+// The mode of the regular file at `path`, or nothing; `error` is empty where there is no file.
+std::optional<mode_t> mode_of_file(const std::string& path, std::string& error) {
+    struct stat status {};
+    const bool exists = stat(path.c_str(), &status) == 0;
+    error.clear();
+    if (!exists && errno != ENOENT && errno != ENOTDIR)
+        error = g_strerror(errno);
+    else if (exists && !S_ISREG(status.st_mode))
+        error = "not a regular file";
+    return exists && error.empty() ? std::optional(status.st_mode & mode_bits) : std::nullopt;
 }
 } // namespace
 
 std::optional<std::string> read_file(const std::string& path, std::string& error) {
-    error.clear();
-    const auto file = open_for_reading(path);
-    struct stat status {};
-    if (!file.is_open()) {
-        if (errno != ENOENT && errno != ENOTDIR)
-            error = g_strerror(errno);
+    if (!mode_of_file(path, error))
         return std::nullopt;
+    char* content = nullptr;
+    gsize size = 0;
+    GError* failure = nullptr;
+    if (g_file_get_contents(path.c_str(), &content, &size, &failure)) {
+        const std::unique_ptr<char, decltype(&g_free)> owned(content, g_free);
+        return std::string(content, size);
     }
-    std::string content;
-    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
-        error = not_regular;
-    else if (!read_all(file.get(), content))
-        error = g_strerror(errno);
-    else
-        return content;
+    error = failure->message;
+    g_error_free(failure);
     return std::nullopt;
 }
 
@@ -102,21 +63,21 @@ std::optional<std::string> read_file(const std::string& path) {
 
 bool replace_file(const std::string& path, std::string_view content, std::string& error) {
     const auto target = behind_links(path);
-    struct stat old {};
-    const bool exists = stat(target.c_str(), &old) == 0;
-    error = exists ? reason_to_leave(target, old) : errno == ENOENT ? "" : g_strerror(errno);
+    const auto mode = mode_of_file(target, error);
+    if (mode && access(target.c_str(), W_OK) != 0)
+        error = g_strerror(errno);
     if (!error.empty())
         return false;
-    const auto mode = exists ? old.st_mode & mode_bits : new_file_mode;
     GError* failure = nullptr;
     if (!g_file_set_contents_full(target.c_str(), content.data(), static_cast<gssize>(content.size()),
-                                  G_FILE_SET_CONTENTS_CONSISTENT, static_cast<int>(mode), &failure)) {
+                                  G_FILE_SET_CONTENTS_CONSISTENT,
+                                  static_cast<int>(mode.value_or(new_file_mode)), &failure)) {
         error = failure->message;
         g_error_free(failure);
         return false;
     }
-    if (exists)
-        chmod(target.c_str(), mode); // what the process's mask took from it
+    if (mode)
+        chmod(target.c_str(), *mode); // what the process's mask took from it
     return true;
 }
 
@@ -126,12 +87,8 @@ bool replace_file(const std::string& path, std::string_view content) {
 }
 
 bool make_file(const std::string& path) {
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, new_file_mode));
-    return file.is_open() || errno == EEXIST;
-}
-
-bool can_open(const std::string& path) {
-    return open_for_reading(path).is_open();
+    const int made = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, new_file_mode);
+    return made >= 0 ? close(made) == 0 : errno == EEXIST;
 }
 
 std::optional<std::string> expand_path(const char* path) {

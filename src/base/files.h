@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reading and replacing small files, and finding them from a path with "~". Every descriptor opened here is
-// close-on-exec. What the files hold is left to others.
+// Reading and replacing small files, and finding them from a path with "~". What they hold is left to others.
 #pragma once
 
 #include <optional>
@@ -27,9 +26,6 @@ bool replace_file(const std::string& path, std::string_view content);
 
 /// Makes an empty file where there is none. False when that fails.
 bool make_file(const std::string& path);
-
-/// True when the file can be opened for reading; its content is not looked at.
-bool can_open(const std::string& path);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.
 std::optional<std::string> expand_path(const char* path);

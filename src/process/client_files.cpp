@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <sys/stat.h>
+#include <unistd.h>
 
 static constexpr std::string_view token_file = "refresh_token";
 
@@ -25,7 +26,7 @@ std::optional<std::string> client_file(std::string_view name) {
 
 bool is_client_token_present() {
     const auto path = client_file(token_file);
-    return path && can_open(*path);
+    return path && access(path->c_str(), R_OK) == 0;
 }
 
 void remove_client_file(std::string_view name) {

@@ -18,26 +18,18 @@ constexpr std::chrono::milliseconds round_length(50);
 std::atomic<int> queries_running{0};
 std::atomic<bool> ending{false};
 
-struct Running {
-    Running() { ++queries_running; }
-    Running(const Running&) = delete;
-    Running& operator=(const Running&) = delete;
-    Running(Running&&) = delete;
-    Running& operator=(Running&&) = delete;
-    ~Running() { --queries_running; }
-};
-
 void run_ignoring_result(const char* command) {
     [[maybe_unused]] const int result = std::system(command);
 }
 } // namespace
 
 CommandEnd query_client(const std::string& arguments) {
-    const Running running;
-    if (ending)
-        return {};
-    return run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null")
-        .value_or(CommandEnd{});
+    ++queries_running;
+    std::optional<CommandEnd> end;
+    if (!ending)
+        end = run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null");
+    --queries_running;
+    return end.value_or(CommandEnd{});
 }
 
 void kill_clients() {

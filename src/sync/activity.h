@@ -54,11 +54,6 @@ std::string shown_path(std::string_view relative_path);
 /// What the rules ask the window to do. Texts are bytes.
 class ActivityView {
   public:
-    ActivityView() = default;
-    ActivityView(const ActivityView&) = delete;
-    ActivityView& operator=(const ActivityView&) = delete;
-    ActivityView(ActivityView&&) = delete;
-    ActivityView& operator=(ActivityView&&) = delete;
     virtual ~ActivityView() = default;
 
     virtual void set_status_line(const std::string& text) = 0;

@@ -19,10 +19,6 @@ class FileRow : public Gtk::ListBoxRow {
     /// `name`, `status` and `full_path` are bytes as the file system has them.
     FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name, const Glib::ustring& status,
             const Glib::ustring& full_path);
-    FileRow(const FileRow&) = delete;
-    FileRow& operator=(const FileRow&) = delete;
-    FileRow(FileRow&&) = delete;
-    FileRow& operator=(FileRow&&) = delete;
     ~FileRow() override;
 
     /// Shows any text. One that contains "Skipped" turns the toggle to "Enable Sync"; the four words of an

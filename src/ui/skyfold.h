@@ -44,10 +44,6 @@ class Skyfold : public Gtk::Window {
     // ui/skyfold.cpp: the frame
     /// Builds the window hidden. `application` may be null.
     Skyfold(Application* application, const std::string& folder);
-    Skyfold(const Skyfold&) = delete;
-    Skyfold& operator=(const Skyfold&) = delete;
-    Skyfold(Skyfold&&) = delete;
-    Skyfold& operator=(Skyfold&&) = delete;
     ~Skyfold() override;
     /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
     /// switch, whose handler compares the two.
