@@ -12,8 +12,7 @@ import unittest
 
 from driver import turn_until
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
-CLIENT, REPORT = ROOT / "demo/onedrive-cli", "Documents/Report 2024.txt"
+ROOT, REPORT = pathlib.Path(__file__).resolve().parents[2], "Documents/Report 2024.txt"
 COMPLETE = b"Sync with Microsoft OneDrive is complete\n"
 SINGLE = ("--synchronize", "--single-directory", "Documents")
 
@@ -28,7 +27,7 @@ class PlayedClientTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.home = pathlib.Path(folder.name)
-        self.cloud, self.local, self.log = self.home / "cloud", self.home / "OneDrive", self.home / "log"
+        self.cloud, self.local = self.home / "cloud", self.home / "OneDrive"
         self.environment = {"HOME": folder.name, "PLAYED_CLIENT_PACE": "0", "PLAYED_CLIENT_CLOUD": self.cloud}
         for name in ("Documents/Projects/Über uns/Straße – naïve.txt", "Documents/Projects/plan.md", REPORT,
                      "Pictures/日本語 写真.txt", "Private/secret.txt", "Temp/junk.txt", "readme.txt", "empty.txt"):
@@ -43,9 +42,16 @@ class PlayedClientTest(unittest.TestCase):
     def configure(self, more=""):
         (self.home / ".config/onedrive/config").write_text(f'sync_dir = "{self.local}"\n{more}\n')
 
+    def start(self, *arguments):
+        self.log = self.home / f"log-{time.monotonic_ns()}"  # another one may still run
+        with self.log.open("wb") as out:
+            child = subprocess.Popen([ROOT / "demo/onedrive-cli", *arguments], env=self.environment, stdout=out)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)  # runs before the line above
+        return child
+
     def call(self, *arguments):
-        done = subprocess.run([CLIENT, *arguments], env=self.environment, stdout=subprocess.PIPE, check=False)
-        return done.returncode, done.stdout
+        return self.start(*arguments).wait(20), self.log.read_bytes()
 
     def assert_recorded(self, name, code, result, until=b"no end"):
         recorded = (ROOT / f"tests/recordings/{name}.txt").read_bytes().replace(b"/home/user", bytes(self.home))
@@ -54,11 +60,7 @@ class PlayedClientTest(unittest.TestCase):
 
     def monitor(self, recording, *more):
         """Starts one and compares its first pass."""
-        with self.log.open("wb") as out:
-            command = [CLIENT, "--monitor", "--syncdir", self.local, *more]
-            child = subprocess.Popen(command, env=self.environment, stdout=out)
-        self.addCleanup(child.wait)
-        self.addCleanup(child.kill)  # runs before the line above
+        child = self.start("--monitor", "--syncdir", self.local, *more)
         self.assertTrue(turn_until(lambda: COMPLETE in self.log.read_bytes()), self.log.read_bytes())
         self.assert_recorded(recording, None, (child.poll(), self.log.read_bytes()), COMPLETE)
 
