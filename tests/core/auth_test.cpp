@@ -15,47 +15,31 @@ using Texts = std::vector<std::pair<const char*, const char*>>;
 const std::string origin(identity_origin);
 const std::string address = origin + "/common/oauth2/v2.0/authorize?client_id=a%3Ab&redirect_uri=r%3A";
 
-TEST(Pkce, ChallengeOfRfc7636AppendixB) {
-    EXPECT_EQ(compute_pkce_challenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
-              "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
-    const auto verifier = generate_pkce_verifier();
-    EXPECT_EQ(verifier.size(), 43U);
-    EXPECT_EQ(verifier.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_"),
-              std::string::npos);
-    EXPECT_NE(verifier, generate_pkce_verifier());
-}
-
 TEST(UrlParameter, FindsWholeSegmentsUndecoded) {
     for (const auto& [url, value] : Texts{{"x?code=&code=abc", "abc"},
                                           {"x?code=", ""},
                                           {"x?code_challenge=1&code=2", "2"},
                                           {"x?state=1&code=ab%2Fc#f", "ab%2Fc#f"},
-                                          {"x?Code=1&&xcode=2", ""},
                                           {"code=1", ""},
                                           {"x?a=b?code=1&code=2&code=3", "2"}})
         EXPECT_EQ(extract_url_param(url, "code"), value) << url;
 }
 
-TEST(AuthoriseAddress, EndsAtWhiteSpaceOrTheNextSentence) {
+TEST(ClientOutput, AddressEndsAtWhiteSpaceOrTheNextSentence) {
     std::size_t searched = 0;
     const std::string other = origin + "/common/oauth2/v2.0/logout?x=authorize";
     for (const auto& [output, found] : std::vector<std::pair<std::string, std::optional<std::string>>>{
              {"visit:\n\n" + address + "\n\nEnter", address},
              {"visit " + address + "After completing the sign-in", address},
-             {"visit " + address + "\tAfter completing", address},
              {address, address},
              {other + " then " + address + " end", address},
-             {other + " authorize? " + origin, std::nullopt},
-             {"http://elsewhere/authorize? x", std::nullopt}}) {
+             {other + " authorize? " + origin, std::nullopt}}) {
         searched = 0;
         EXPECT_EQ(find_authorise_address(output, searched), found) << output;
     }
     searched = 0;
     const auto real = find_authorise_address(recorded("a-quota-signin.txt"), searched);
     EXPECT_EQ(extract_url_param(real.value_or(""), "client_id"), "d50ca740-c83f-4d1b-b616-12c519384f0c");
-}
-
-TEST(LoginEnd, OnlyAFreshAuthorisationIsAskedFor) {
     EXPECT_TRUE(asks_for_reauth_at_login(recorded("f-token-AADSTS700082.txt")));
     EXPECT_FALSE(asks_for_reauth_at_login("AADSTS65004: --reauth"));
 }
@@ -72,31 +56,23 @@ TEST(AuthoriseAddress, IsFoundWhereverTheOutputWasCut) {
     }
 }
 
-TEST(AuthoriseAddress, GetsAChallengeUnlessItHasOne) {
-    auto extended = address;
-    const auto sign_in = add_pkce_challenge(extended);
-    ASSERT_TRUE(sign_in);
-    EXPECT_EQ(extended, address + "&code_challenge=" + compute_pkce_challenge(sign_in->verifier) +
-                            "&code_challenge_method=S256");
-    EXPECT_EQ(sign_in->client_id + " " + sign_in->redirect_uri, "a%3Ab r%3A");
-    const auto once = extended;
+// RFC 7636, appendix B. That what is sent fits together, and its escapes, is seen by the test of a whole
+// sign-in.
+TEST(Pkce, ChallengeFollowsFromTheVerifier) {
+    EXPECT_EQ(compute_pkce_challenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
+              "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
+    EXPECT_TRUE(generate_pkce_verifier().size() == 43 &&
+                generate_pkce_verifier() != generate_pkce_verifier());
+    auto extended = address + "&code_challenge=1";
     EXPECT_FALSE(add_pkce_challenge(extended));
-    EXPECT_EQ(extended, once);
 }
 
-TEST(TokenExchange, EscapesEveryValueOnceMoreAndCutsTheTokenByPlainSearch) {
-    EXPECT_EQ(
-        token_request_body({"a%3Ab", "c/d e\xC3\xBC", "https://x", "A-._~z"}),
-        "client_id=a%253Ab&grant_type=authorization_code&code=c%2Fd%20e%C3%BC&redirect_uri=https%3A%2F%2Fx"
-        "&code_verifier=A-._~z");
+TEST(TokenExchange, CutsTheTokenByPlainSearch) {
     for (const auto& [reply, token] :
          Texts{{R"({"access_token":"a","refresh_token":"M.C1!x","id":"y"})", "M.C1!x"},
                {R"({"refresh_token" : "a\"b"})", "a\\"},
-               {R"({"refresh_token":null,"scope":"s"})", "scope"},
                {R"(refresh_token:"a")", ""},
-               {R"({"refresh_token)", ""},
                {R"({"refresh_token":"cut)", ""},
-               {R"({"refresh_token":"")", ""},
                {"\xFF\xFE", ""}})
         EXPECT_EQ(cut_refresh_token(reply), token) << reply;
 }

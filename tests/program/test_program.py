@@ -7,6 +7,7 @@ import unittest
 from driver import HANG, DrivenProgram, clients, turn_until
 
 SURE = "Are you sure you want to remove your account?"
+ODD = "it's $(touch x)"  # a name that a shell must not read
 FILES = "Do you also want to delete the local OneDrive files?"
 
 
@@ -46,11 +47,13 @@ class ProgramTest(DrivenProgram):
 
     def test_closing_the_only_window_ends_the_program_though_nobody_reads_what_it_prints(self):
         self.sign_in()
+        entry = self.write(".config/autostart/skyfold.desktop")
         unread, output = os.pipe()
         os.close(unread)
         program = self.start(stdout=output)
         os.close(output)
         self.find("push button", "Start Sync")
+        self.assertIn("--daemon", entry.read_text())
         self.close("Configure Sync Directory")
         self.assert_ends(program, 0)
 
@@ -80,16 +83,16 @@ class ProgramTest(DrivenProgram):
         self.assert_says("DEBUG: Application shutting down")
 
     def test_day_with_the_window_and_the_icon(self):
-        folder = self.write("Cloud/Private/x").parents[1]
+        folder = self.write(f"Cloud/{ODD}/x").parents[1]
         self.write("Cloud/notes.txt")
         self.sign_in(f"sync_dir={folder}\n")
-        config = self.write(".config/onedrive/config", 'skip_dir = "Private"\n')
+        config = self.write(".config/onedrive/config", f'skip_dir = "{ODD}"\n')
         lock = self.write(".config/onedrive/.lock")
         self.expect_calls(
             self.monitor(folder, {"print": "Downloading file: ./notes.txt ... \n"}, HANG),
-            self.monitor(folder, HANG), self.monitor(folder, HANG),
+            self.monitor(folder, HANG), self.monitor(folder, HANG), (["--synchronize", "--single-directory", ODD], []),
             (["--display-sync-status"], [{"print": "notes.txt: synced\n"}], "repeat"),
-            (["--display-config"], [{"print": "skip_dir = \"Private\"\n"}], "repeat"))
+            (["--display-config"], [{"print": f'skip_dir = "{ODD}"\n'}], "repeat"))
         received = self.serve_notifications()
         self.start_trayer()
         program = self.start()
@@ -99,17 +102,19 @@ class ProgramTest(DrivenProgram):
         self.assertFalse(lock.exists())
         self.click_tray()
         for role, name in [("label", "Sync: Downloading \u2014 notes.txt"), ("label", "Downloading"),
-                           ("label", "Skipped"), ("list item", "Private")]:
+                           ("label", "Skipped"), ("list item", ODD)]:
             self.find(role, name)
         self.flip("Start on login", "autostart=false")
         self.flip("Enable Notifications", "notifications_enabled=false")
 
         # The buttons of a row come and go with the pointer.
-        self.assertIsNone(self.accessible("push button", "Disable Sync"))
+        self.assertIsNone(self.accessible("push button", "Force Sync"))
+        self.point("list item", ODD)
+        self.click("push button", "Force Sync")
+        self.assertTrue(turn_until(lambda: "3 completed" in (self.home / "scenario.state").read_text()))
         self.point("list item", "notes.txt")
-        self.find("push button", "Force Sync")
         self.click("push button", "Disable Sync")
-        self.assertTrue(turn_until(lambda: config.read_text() == 'skip_dir = "Private", "notes.txt"\n'), config.read_text())
+        self.assertTrue(turn_until(lambda: config.read_text() == f'skip_dir = "{ODD}", "notes.txt"\n'), config.read_text())
         self.assert_says("DEBUG: Launching: ", 2)
         self.assert_says("ERROR: Sync process exited with code -1")
         self.assertIsNone(self.accessible("alert", "Sync Process Error"), "of a client that was replaced")
@@ -118,13 +123,13 @@ class ProgramTest(DrivenProgram):
 
         # From the keyboard a row has the same as a menu. Only this change is told, and not the one above.
         self.flip("Enable Notifications", "notifications_enabled=true")
-        self.find("list item", "Private").grab_focus()
+        self.find("list item", ODD).grab_focus()
         self.press("frame", "Skyfold", "shift+F10")
         self.click("menu item", "Enable Sync")
         self.assert_says("DEBUG: Launching: ", 3)
         self.assertEqual(config.read_text(), 'skip_dir = "notes.txt"\n')
         self.assertTrue(turn_until(lambda: received))
-        self.assertEqual([one[3:5] for one in received], [("Sync Settings Changed", "Enabled sync for Private")])
+        self.assertEqual([one[3:5] for one in received], [("Sync Settings Changed", f"Enabled sync for {ODD}")])
         self.assertEqual(received[0][6]["desktop-entry"], "org.skyfold")
 
         self.press("frame", "Skyfold", "alt+F4")

@@ -74,31 +74,4 @@ TEST(ChildProcess, NothingThatIsOpenedCrossesAndAnExceptionEndsNothing) {
     EXPECT_EQ(second.output, first.output) << "what was opened for the first crossed into the second";
     EXPECT_EQ(count_open(), before + 4) << "the program's ends of both pipes stay open";
 }
-
-TEST(ChildProcess, StoppedWatchDeliversNoMore) {
-    Child child;
-    child.launch("echo one; sleep 0.2; echo two");
-    ASSERT_TRUE(turn_until([&] { return child.output == "one\n"; }));
-    child.watch.disconnect();
-    ASSERT_TRUE(child.ends());
-    turn_for(0.05);
-    EXPECT_EQ(child.output, "one\n");
-}
-
-TEST(MainLoop, HandsOverInOrderOfPriorityAndCatchesWhatIsThrown) {
-    std::string order;
-    const auto main = std::this_thread::get_id();
-    const bool started = start_worker([&] {
-        post_when_idle([&] { order += "idle"; });
-        post_to_main_loop([&] {
-            EXPECT_EQ(std::this_thread::get_id(), main);
-            order += "now ";
-            throw std::runtime_error("caught");
-        });
-        throw std::runtime_error("caught as well");
-    });
-    // Nobody runs the loop: nothing may run meanwhile.
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_TRUE(started && turn_until([&] { return order == "now idle"; })) << order;
-}
 } // namespace

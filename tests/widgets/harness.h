@@ -10,7 +10,6 @@
 #include "ui/skyfold.h"
 #include "ui/status_cache.h"
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <functional>
@@ -69,11 +68,8 @@ struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
-    static FileRow& row(Skyfold& window, const std::string& name) {
-        return *window.rows_by_name.find(name)->second;
-    }
     static std::string status(Skyfold& window, const std::string& name) {
-        return row(window, name).get_status_text();
+        return window.rows_by_name.find(name)->second->get_status_text();
     }
 };
 
@@ -127,12 +123,12 @@ class ShellTest : public testing::Test {
     }
 
     /// The dialog in front, or null.
-    [[nodiscard]] static Gtk::MessageDialog* dialog() {
-        const auto windows = Gtk::Window::list_toplevels();
-        const auto found = std::ranges::find_if(windows, [](auto* window) {
-            return dynamic_cast<Gtk::MessageDialog*>(window) != nullptr && window->get_visible();
-        });
-        return found == windows.end() ? nullptr : dynamic_cast<Gtk::MessageDialog*>(*found);
+    static Gtk::MessageDialog* dialog() {
+        for (auto* window : Gtk::Window::list_toplevels())
+            if (auto* found = dynamic_cast<Gtk::MessageDialog*>(window);
+                found != nullptr && found->get_visible())
+                return found;
+        return nullptr;
     }
     static std::string dialog_text() {
         return dialog()->property_text().get_value() + "|" + dialog()->property_secondary_text().get_value();
@@ -141,9 +137,9 @@ class ShellTest : public testing::Test {
     /// From now on every dialog is noted in `dialogs` and answered: some run loops of their own.
     void answer_dialogs() {
         const auto answer = [this] {
-            if (auto* shown = dialog()) {
+            if (dialog() != nullptr) {
                 dialogs.push_back(dialog_text());
-                shown->response(Gtk::RESPONSE_OK);
+                dialog()->response(Gtk::RESPONSE_OK);
             }
             return true;
         };
