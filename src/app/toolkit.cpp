@@ -18,6 +18,14 @@ static constexpr const char* style_sheet = //
     "row.even { background-color: transparent; }\n"
     "row:hover { background-color: alpha(@theme_selected_bg_color, 0.4); }";
 
+// Apart from the sheet of the list above. Under the pointer a row of a menu has the colour that a switch has
+// when it is on: the switch takes the colours of the row's text there.
+static constexpr const char* menu_style_sheet =
+    "menu menuitem:hover switch:checked { background: @theme_selected_fg_color;"
+    " border-color: @theme_selected_fg_color; box-shadow: none; }\n"
+    "menu menuitem:hover switch:checked slider { background: @theme_selected_bg_color;"
+    " border-color: @theme_selected_fg_color; box-shadow: inset 0 0 0 1px @theme_selected_fg_color; }";
+
 bool open_display() {
     // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
     // draws with; the page of the sign-in window is drawn without it. The variable is for this one call, as
@@ -35,10 +43,12 @@ bool open_display() {
 }
 
 void install_style() {
-    const auto provider = Gtk::CssProvider::create();
-    provider->load_from_data(style_sheet);
-    Gtk::StyleContext::add_provider_for_screen(Gdk::Screen::get_default(), provider,
-                                               GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    for (const char* sheet : {style_sheet, menu_style_sheet}) {
+        const auto provider = Gtk::CssProvider::create();
+        provider->load_from_data(sheet);
+        Gtk::StyleContext::add_provider_for_screen(Gdk::Screen::get_default(), provider,
+                                                   GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
+    }
     // Searched after every theme, for the names that some of them lack.
     gtk_icon_theme_add_resource_path(Gtk::IconTheme::get_default()->gobj(), "/org/skyfold/icons");
     Gtk::Window::set_default_icon_name("org.skyfold");

@@ -15,8 +15,6 @@
 #include <vector>
 
 namespace {
-constexpr int icon_size = 22; // px
-
 using Icon = Glib::RefPtr<Gdk::Pixbuf>;
 using Wanted = Glib::RefPtr<Gio::Icon>;
 
@@ -45,6 +43,8 @@ std::vector<Entry> read_folder(const std::string& path) {
 // The icons of one listing: many entries share one.
 class ListIcons {
   public:
+    explicit ListIcons(int screen_scale) : scale(screen_scale) {}
+
     Icon find(const Entry& entry) {
         auto icon = themed(entry);
         return icon ? icon : named(entry.is_folder ? "folder" : "text-x-generic");
@@ -64,8 +64,8 @@ class ListIcons {
                 return {};
             auto& known = by_wanted[entry.icon];
             if (!known) {
-                const auto found = theme->lookup_icon(Glib::RefPtr<const Gio::Icon>(entry.icon), icon_size,
-                                                      Gtk::ICON_LOOKUP_USE_BUILTIN);
+                const auto found = theme->lookup_icon(Glib::RefPtr<const Gio::Icon>(entry.icon),
+                                                      row_icon_size, scale, row_icon_lookup(scale));
                 if (found)
                     known = found.load_icon();
             }
@@ -79,10 +79,12 @@ class ListIcons {
     Icon named(const char* name) {
         auto& known = by_name[name];
         if (!known)
-            known = theme->load_icon(name, icon_size, Gtk::IconLookupFlags{});
+            known = theme->load_icon(name, row_icon_size, scale,
+                                     scale == 1 ? Gtk::IconLookupFlags{} : Gtk::ICON_LOOKUP_FORCE_SIZE);
         return known;
     }
 
+    int scale;
     Glib::RefPtr<Gtk::IconTheme> theme = Gtk::IconTheme::get_default();
     std::unordered_map<Wanted, Icon, Hash, Equal> by_wanted;
     std::map<std::string_view, Icon> by_name;
@@ -102,7 +104,7 @@ void Skyfold::connect_row_menus() {
 
 void Skyfold::populate_file_list(const std::string& path) {
     try {
-        ListIcons icons;
+        ListIcons icons(get_scale_factor());
         for (const auto& entry : read_folder(path))
             append_row(path, entry.name, icons.find(entry));
         style_list_box_rows();

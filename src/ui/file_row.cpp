@@ -10,12 +10,10 @@
 #include <array>
 #include <atkmm/object.h>
 #include <glibmm/main.h>
-#include <gtkmm/icontheme.h>
 #include <gtkmm/menu.h>
 #include <gtkmm/menuitem.h>
 
 namespace {
-constexpr int icon_size = 22;           // px
 constexpr unsigned hover_delay = 100;   // ms
 constexpr unsigned fade_duration = 150; // ms
 constexpr int status_width = 12;        // characters
@@ -30,6 +28,26 @@ bool is_skipped(const Glib::ustring& status) {
 
 bool is_on_its_way(const Glib::ustring& status) {
     return std::ranges::find(on_its_way, std::string_view(status.raw())) != on_its_way.end();
+}
+
+// An icon with the pixels for a scaled screen is shown point for point, as a surface. The rows of a list
+// share their icons, so the surface is made once and stays with the icon.
+void show_icon(Gtk::Image& image, const Glib::RefPtr<Gdk::Pixbuf>& icon) {
+    const int scale = image.get_scale_factor();
+    if (scale == 1 || !icon || std::max(icon->get_width(), icon->get_height()) < row_icon_size * scale) {
+        image.set(icon);
+        return;
+    }
+    constexpr const char* key = "skyfold-surface";
+    auto* owner = G_OBJECT(icon->gobj());
+    auto* surface = static_cast<cairo_surface_t*>(g_object_get_data(owner, key));
+    if (surface == nullptr) {
+        surface = gdk_cairo_surface_create_from_pixbuf(icon->gobj(), scale, nullptr);
+        g_object_set_data_full(owner, key, surface, [](gpointer data) {
+            cairo_surface_destroy(static_cast<cairo_surface_t*>(data));
+        });
+    }
+    gtk_image_set_from_surface(image.gobj(), surface);
 }
 
 // The tooltip is the only text of such a button, so a screen reader gets it as the name: from here while
@@ -88,7 +106,7 @@ FileRow::~FileRow() {
 
 void FileRow::build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name,
                            const Glib::ustring& status) {
-    icon_image.set(icon);
+    show_icon(icon_image, icon);
     content_box.pack_start(icon_image, Gtk::PACK_SHRINK, 0);
     name_label.set_text(display_text(name.raw()));
     name_label.set_halign(Gtk::ALIGN_START);
@@ -142,20 +160,39 @@ void FileRow::set_status(const Glib::ustring& status) {
         name_for_screen_reader();
     if (const bool skipped = is_skipped(text); skipped != toggle_enables)
         show_toggle(skipped);
-    if (is_on_its_way(text))
+    activity_shown = is_on_its_way(text);
+    if (activity_shown)
         show_activity_icon();
     else
-        icon_image.set(base_icon);
+        show_icon(icon_image, base_icon);
+}
+
+GdkRGBA FileRow::text_colour() {
+    GdkRGBA colour;
+    gtk_style_context_get_color(get_style_context()->gobj(), static_cast<GtkStateFlags>(get_state_flags()),
+                                &colour);
+    return colour;
+}
+
+// The theme may change while the program runs.
+void FileRow::on_style_updated() {
+    Gtk::ListBoxRow::on_style_updated();
+    if (!activity_shown)
+        return;
+    const auto colour = text_colour();
+    if (gdk_rgba_equal(&colour, &activity_colour) == FALSE)
+        show_activity_icon();
 }
 
 void FileRow::show_activity_icon() {
+    activity_colour = text_colour();
     try {
-        auto found = Gtk::IconTheme::get_default()->lookup_icon(activity_icon, icon_size,
-                                                                Gtk::ICON_LOOKUP_USE_BUILTIN);
+        const int scale = get_scale_factor();
+        auto found = Gtk::IconTheme::get_default()->lookup_icon(activity_icon, row_icon_size, scale,
+                                                                row_icon_lookup(scale));
         bool was_symbolic = false;
         if (found) {
-            icon_image.set(
-                found.load_symbolic(get_style_context(), was_symbolic)); // in the colour of the text
+            show_icon(icon_image, found.load_symbolic(get_style_context(), was_symbolic));
             return;
         }
     } catch (...) { // NOLINT(bugprone-empty-catch): the name is shown instead

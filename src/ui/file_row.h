@@ -8,15 +8,25 @@
 #include <gtkmm/box.h>
 #include <gtkmm/button.h>
 #include <gtkmm/eventbox.h>
+#include <gtkmm/icontheme.h>
 #include <gtkmm/image.h>
 #include <gtkmm/label.h>
 #include <gtkmm/listboxrow.h>
 #include <gtkmm/stack.h>
 #include <string>
 
+/// How a row's icon is looked up for a screen of that scale, at `row_icon_size`.
+inline constexpr int row_icon_size = 22; // px
+constexpr Gtk::IconLookupFlags row_icon_lookup(int scale) {
+    // At scale 1 an icon of nearly that size is sharper as it is.
+    return scale == 1 ? Gtk::ICON_LOOKUP_USE_BUILTIN
+                      : Gtk::ICON_LOOKUP_USE_BUILTIN | Gtk::ICON_LOOKUP_FORCE_SIZE;
+}
+
 class FileRow : public Gtk::ListBoxRow {
   public:
-    /// `name`, `status` and `full_path` are bytes as the file system has them.
+    /// `name`, `status` and `full_path` are bytes as the file system has them. An icon for a screen of scale
+    /// 2 has twice the pixels.
     FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name, const Glib::ustring& status,
             const Glib::ustring& full_path);
     ~FileRow() override;
@@ -33,6 +43,7 @@ class FileRow : public Gtk::ListBoxRow {
 
   protected:
     void on_map() override;
+    void on_style_updated() override;
 
   private:
     friend struct RowProbe; // the tests' way in
@@ -44,6 +55,7 @@ class FileRow : public Gtk::ListBoxRow {
     void show_toggle(bool skipped);
     void name_for_screen_reader();
     void show_activity_icon();
+    [[nodiscard]] GdkRGBA text_colour();
     void on_toggle_clicked();
 
     bool on_enter(GdkEventCrossing* event);
@@ -76,4 +88,6 @@ class FileRow : public Gtk::ListBoxRow {
   private:
     bool status_shown = false;   // by set_status, which also chooses the icon
     bool toggle_enables = false; // what toggle_button shows
+    bool activity_shown = false; // by icon_image, drawn in
+    GdkRGBA activity_colour = {};
 };

@@ -93,6 +93,7 @@ Gtk::Switch* Skyfold::add_settings_row(const char* text, Gtk::Label*& state_labe
     auto* label = Gtk::make_managed<Gtk::Label>(text, Gtk::ALIGN_START);
     auto* row_switch = Gtk::make_managed<Gtk::Switch>();
     auto* state = Gtk::make_managed<Gtk::Label>();
+    state->set_width_chars(4); // "ON" is narrower: the switches stay in line
     box->pack_start(*label, true, true, 0);
     box->pack_start(*row_switch, false, false);
     box->pack_start(*state, false, false);

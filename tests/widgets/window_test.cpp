@@ -5,6 +5,9 @@
 
 #include "harness.h"
 
+#include <gdk/gdkx.h>
+#include <gtkmm/settings.h>
+
 namespace {
 class WindowTest : public ShellTest {
   protected:
@@ -178,6 +181,47 @@ TEST_F(WindowTest, RowShowsItsStatusOnButtonAndIconAndItsMenuDoesWhatItShowed) {
     row.set_status("Skipped");
     dynamic_cast<Gtk::MenuItem*>(items[2])->activate();
     EXPECT_EQ(toggles, "/x/n\xFF+ /x/n\xFF- /x/n\xFF- /x/n\xFF- /x/n\xFF- /x/n\xFF- ");
+}
+
+// Whether its solid points are.
+bool is_light(const Glib::RefPtr<Gdk::Pixbuf>& icon) {
+    const auto* points = icon->get_pixels();
+    const auto* end = points + static_cast<std::ptrdiff_t>(icon->get_rowstride()) * (icon->get_height() - 1);
+    while (points < end && points[3] != 0xFF)
+        points += 4;
+    return points[1] > 0x80;
+}
+
+TEST_F(WindowTest, ActivityIconIsLightOnADarkTheme) {
+    const auto settings = Gtk::Settings::get_default();
+    Gtk::Window shown;
+    FileRow row({}, "n", "Pending", "/x/n");
+    row.set_status("Pending");
+    shown.add(row);
+    shown.show();
+    for (const bool dark : {false, true, false}) {
+        settings->property_gtk_application_prefer_dark_theme() = dark;
+        EXPECT_TRUE(turn_until([&] { return is_light(RowProbe::icon(row).get_pixbuf()) == dark; }, 5))
+            << dark;
+    }
+}
+
+TEST_F(WindowTest, IconsOfRowsHaveThePointsOfTheScreen) {
+    std::filesystem::create_directory(folder + "/a");
+    for (const int scale : {2, 1}) {
+        gdk_x11_display_set_window_scale(gdk_display_get_default(), scale);
+        const auto window = make_window();
+        auto& row = dynamic_cast<FileRow&>(*SkyfoldProbe::list(*window).get_row_at_index(0));
+        for (const char* status : {"Synced", "Pending", "Synced"}) {
+            row.set_status(status);
+            cairo_surface_t* surface = nullptr;
+            g_object_get(RowProbe::icon(row).gobj(), "surface", &surface, nullptr);
+            const int width = surface == nullptr ? 0 : cairo_image_surface_get_width(surface);
+            EXPECT_EQ(width, scale == 2 ? 44 : 0) << status << " at " << scale;
+            if (surface != nullptr)
+                cairo_surface_destroy(surface);
+        }
+    }
 }
 
 TEST_F(WindowTest, SettingsWindowProposesTheFolderAsItIsAndNotAsItIsShown) {
