@@ -35,7 +35,7 @@ void add_status_icon() {
 } // namespace
 
 int main(int argc, char** argv) {
-    const int rows = argc > 1 ? std::atoi(argv[1]) : 0;
+    const int rows = argc > 1 ? static_cast<int>(std::strtol(argv[1], nullptr, 10)) : 0;
     const auto application = Gtk::Application::create("org.skyfold.bare", Gio::APPLICATION_NON_UNIQUE);
     application->hold();
     application->signal_activate().connect([&application, rows] {

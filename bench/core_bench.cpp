@@ -100,6 +100,7 @@ void transfer_line_by_line(benchmark::State& state) {
     const auto rows = static_cast<std::size_t>(state.range(0));
     Reader reader(rows);
     std::vector<std::string> lines;
+    lines.reserve(1024);
     for (std::size_t number = 0; number < 1024; ++number)
         lines.push_back(transfer_line(number, rows));
     std::size_t line = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where a target is entered: by the fuzzer, or, compiled without it, by a test that tries each text of a corpus once.
+// Where a target is entered: by the fuzzer or, compiled without it, by a test that tries what a corpus holds.
 #include "fuzz.h"
 
 #include <cstddef>

@@ -59,7 +59,7 @@ void Application::quit_on_signals() {
         return G_SOURCE_REMOVE;
     };
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction inherited {};
+        struct sigaction inherited = {};
         sigaction(signal, nullptr, &inherited);
         if (inherited.sa_handler != SIG_IGN) // nohup wants the end of the session survived
             g_unix_signal_add(signal, quit_once, this);

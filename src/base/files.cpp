@@ -30,7 +30,7 @@ std::string behind_links(const std::string& path) {
 
 // The mode of the regular file at `path`, or nothing; `error` is empty where there is no file.
 std::optional<mode_t> mode_of_file(const std::string& path, std::string& error) {
-    struct stat status {};
+    struct stat status = {};
     const bool exists = stat(path.c_str(), &status) == 0;
     error.clear();
     if (!exists && errno != ENOENT && errno != ENOTDIR)
