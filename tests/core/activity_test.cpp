@@ -114,7 +114,8 @@ TEST_F(ActivityTest, LineWithoutEndCostsEachChunkTheSame) {
 }
 
 TEST_F(ActivityTest, RecordingGivesTheSameStatesHoweverItIsCut) {
-    std::string output = recorded("d-monitor-slow.txt"), whole;
+    const std::string output = recorded("d-monitor-slow.txt");
+    std::string whole;
     for (const auto size : {output.size(), std::size_t{1}, std::size_t{7}}) {
         rows = {{"Documents", "Unknown"}, {"Pictures", "Unknown"}, {"readme.txt", "Skipped"}};
         history.clear();
