@@ -144,5 +144,5 @@ void Application::handle_shutdown() {
 }
 
 std::string Application::get_onedrive_cli_path() const {
-    return find_client_for_children(system_client_search());
+    return find_client_for_children();
 }

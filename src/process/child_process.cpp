@@ -17,34 +17,17 @@
 namespace {
 constexpr std::size_t chunk_size = 4096; // bytes
 
-struct Pipe {
-    int read_end = -1;
-    int write_end = -1;
-
-    // Close-on-exec: only the child's own three descriptors cross into it.
-    bool make() {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0)
-            return false;
-        read_end = ends[0];
-        write_end = ends[1];
-        return true;
-    }
-
-    void close_both() const {
-        close(read_end);
-        close(write_end);
-    }
-};
+// Both ends of a pipe, as pipe2 fills it in.
+using Pipe = std::array<int, 2>;
+constexpr std::size_t read_end = 0;
+constexpr std::size_t write_end = 1;
 
 // Between fork and exec, in a program with threads: async-signal-safe calls only.
 [[noreturn]] void run_shell(const char* command, const Pipe& output, const Pipe& input) {
     setpgid(0, 0); // a group of its own, for signal_child
-    dup2(output.write_end, STDOUT_FILENO);
-    dup2(output.write_end, STDERR_FILENO);
-    dup2(input.read_end, STDIN_FILENO);
-    output.close_both();
-    input.close_both();
+    dup2(output[write_end], STDOUT_FILENO);
+    dup2(output[write_end], STDERR_FILENO);
+    dup2(input[read_end], STDIN_FILENO);
     restore_for_child();
     execl("/bin/sh", "sh", "-c", command, nullptr);
     _exit(127);
@@ -64,19 +47,10 @@ bool read_chunk(Glib::IOCondition condition, const Glib::RefPtr<Glib::IOChannel>
         return false;
     std::array<char, chunk_size> buffer{};
     gsize size = 0;
-    switch (channel->read(buffer.data(), buffer.size(), size)) {
-    case Glib::IO_STATUS_NORMAL:
-        if (size > 0)
-            run_guarded(
-                [&] { on_output(std::string(buffer.data(), size)); }); // what it throws ends no reading
-        return true;
-    case Glib::IO_STATUS_AGAIN:
-        return true;
-    case Glib::IO_STATUS_EOF:
-    case Glib::IO_STATUS_ERROR:
-        break;
-    }
-    return false;
+    const auto status = channel->read(buffer.data(), buffer.size(), size);
+    if (status == Glib::IO_STATUS_NORMAL && size > 0)
+        run_guarded([&] { on_output({buffer.data(), size}); }); // what it throws ends no reading
+    return status == Glib::IO_STATUS_NORMAL || status == Glib::IO_STATUS_AGAIN;
 }
 
 sigc::connection watch_output(int descriptor, std::function<void(const std::string&)> on_output) {
@@ -104,9 +78,10 @@ void wait_for_child(int pid, const std::function<void(int)>& on_exit) {
 void launch_process(const std::string& command, std::function<void(const std::string&)> on_output,
                     std::function<void(int)> on_exit, Glib::RefPtr<Glib::IOChannel>* stdin_channel, int* pid,
                     sigc::connection* watch) {
-    Pipe output;
-    Pipe input;
-    if (!output.make() || !input.make()) {
+    Pipe output{};
+    Pipe input{};
+    // Close-on-exec: only the child's own three descriptors cross into it.
+    if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(input.data(), O_CLOEXEC) != 0) {
         print_error("ERROR: Failed to create pipes");
         return;
     }
@@ -119,13 +94,13 @@ void launch_process(const std::string& command, std::function<void(const std::st
         run_shell(command.c_str(), output, input);
 
     setpgid(child, child); // here as well: whoever comes first
-    close(output.write_end);
-    close(input.read_end);
+    close(output[write_end]);
+    close(input[read_end]);
     if (pid != nullptr)
         *pid = child;
     if (stdin_channel != nullptr)
-        *stdin_channel = raw_channel(input.write_end);
-    const auto connection = watch_output(output.read_end, std::move(on_output));
+        *stdin_channel = raw_channel(input[write_end]);
+    const auto connection = watch_output(output[read_end], std::move(on_output));
     if (watch != nullptr)
         *watch = connection;
     const auto report = std::make_shared<const std::function<void(int)>>(std::move(on_exit));

@@ -13,13 +13,13 @@
 /// `on_output` gets each chunk of standard output and error (bytes, at most 4096, never empty) on the main
 /// loop; what it throws is printed, and reading goes on.
 ///
-/// `on_exit` gets the exit status, or -1 for a child ended by a signal, once and on a thread of its
-/// own (on the main loop's where no thread can be made); the last chunk may arrive after it. The last three
-/// may be null: `stdin_channel` receives an unbuffered channel to the child's standard input, `pid` the
-/// child's id, `watch` the connection of the output watch.
+/// `on_exit` gets the exit status, or -1 for a child ended by a signal, once and on a thread of its own (on
+/// the main loop's where no thread can be made); the last chunk may arrive after it. The last three may be
+/// null: `stdin_channel` receives an unbuffered channel to the child's standard input, `pid` the child's id,
+/// `watch` the connection of the output watch.
 ///
 /// When no child can be made, prints a line on standard error, stores nothing and calls nothing. The
-/// program's ends of both pipes stay open for good, so a child without `stdin_channel` never reads an end of
+/// program's ends of both pipes stay open for good: a child without `stdin_channel` never reads an end of
 /// file.
 void launch_process(const std::string& command, std::function<void(const std::string&)> on_output,
                     std::function<void(int)> on_exit, Glib::RefPtr<Glib::IOChannel>* stdin_channel, int* pid,

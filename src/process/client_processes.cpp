@@ -13,8 +13,7 @@ namespace {
 constexpr int last_rounds = 40;
 constexpr std::chrono::milliseconds round_length(50);
 
-// A query raises the first before it looks at the second, the end does it the other way round: one of them
-// sees the other.
+// A query raises the first before it looks at the second, the end the other way round: one sees the other.
 std::atomic<int> queries_running{0};
 std::atomic<bool> ending{false};
 

@@ -26,11 +26,11 @@ gboolean run_posted(gpointer data) {
 }
 
 void release_posted(gpointer data) {
-    const std::unique_ptr<PostedTask> task(static_cast<PostedTask*>(data));
+    delete static_cast<PostedTask*>(data);
 }
 
-// Not the main context's invoke: while nobody runs the loop, at the program's end, that runs the task on the
-// caller's thread.
+// Not the main context's invoke: while nobody runs the loop, at the end, that runs the task on the caller's
+// thread.
 void post(std::function<void()> run, int priority) {
     auto task = std::make_unique<PostedTask>();
     task->run = std::move(run);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What this process is set up with once at start, and what the runner's children take back before they
-// execute.
+// What this process is set up with once at start, and what its children take back before they execute.
 #pragma once
 
 /// Call first in `main`. Opens missing standard descriptors on /dev/null, takes inherited signal dispositions
@@ -13,6 +12,5 @@ void prepare_process();
 /// its first socket, so this is called again once the bus is connected.
 void survive_closed_pipes();
 
-/// In a child forked by `launch_process`, before it executes. System calls only, for the place between fork
-/// and exec.
+/// In a child of `launch_process`, between fork and exec: system calls only.
 void restore_for_child();

@@ -21,31 +21,36 @@ bool was_killed(int wait_status) {
     return WIFSIGNALED(wait_status) ? WTERMSIG(wait_status) == SIGKILL
                                     : WEXITSTATUS(wait_status) == shell_says_killed;
 }
+} // namespace
 
 // Reads with fread, not fgets: a NUL byte in the output would hide the rest of its line from the latter.
-template<std::size_t piece>
-std::optional<CommandEnd> collect(const char* command) {
+std::optional<CommandEnd> run_shell_command(const std::string& command) {
     CommandEnd end;
     int wait_status = 0;
-    std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command, "re"), ClosePipe{&wait_status});
+    std::unique_ptr<std::FILE, ClosePipe> pipe(popen(command.c_str(), "re"), ClosePipe{&wait_status});
     if (!pipe)
         return std::nullopt;
-    std::array<char, piece> buffer{};
+    std::array<char, 1024> buffer{};
     while (const auto count = std::fread(buffer.data(), 1, buffer.size(), pipe.get()))
         end.output.append(buffer.data(), count);
     pipe.reset();
     end.killed = was_killed(wait_status);
     return end;
 }
-} // namespace
-
-std::optional<CommandEnd> run_shell_command(const std::string& command) {
-    return collect<1024>(command.c_str());
-}
 
 std::string exec(const char* command) {
-    auto end = collect<128>(command);
+    auto end = run_shell_command(command);
     if (!end)
         throw std::runtime_error("popen() failed!");
     return std::move(end->output);
+}
+
+std::string inside_double_quotes(std::string_view text) {
+    std::string quoted;
+    for (const char c : text) {
+        if (c == '"' || c == '\\' || c == '$' || c == '`')
+            quoted += '\\';
+        quoted += c;
+    }
+    return quoted;
 }

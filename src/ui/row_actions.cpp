@@ -4,13 +4,16 @@
 #include "base/print.h"
 #include "base/text.h"
 #include "process/client_files.h"
-#include "process/shell_quote.h"
+#include "process/shell_command.h"
 #include "ui/skip_dir.h"
 #include "ui/skyfold.h"
 
 #include <cstdlib>
 #include <glibmm/fileutils.h>
 #include <glibmm/miscutils.h>
+#include <glibmm/shell.h>
+#include <glibmm/uriutils.h>
+#include <numeric>
 #include <stdexcept>
 #include <vector>
 
@@ -30,18 +33,10 @@ bool open_folder(const std::string& folder) {
 // The path as it is, but for what dbus-send cannot carry: it splits an array at commas, without an escape for
 // them, and gives up on text that is not UTF-8. The file manager decodes both.
 std::string path_for_dbus_send(const std::string& path) {
-    const bool is_text = Glib::ustring(path).validate();
-    std::string encoded;
-    for (const char c : path) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c != ',' && (is_text || byte < 0x80)) {
-            encoded += c;
-            continue;
-        }
-        constexpr const char* digits = "0123456789ABCDEF";
-        encoded.append({'%', digits[byte >> 4U], digits[byte & 0xFU]});
-    }
-    return encoded;
+    std::string kept(127, ' ');
+    std::iota(kept.begin(), kept.end(), '\1');
+    std::erase(kept, ',');
+    return Glib::uri_escape_string(path, kept, Glib::ustring(path).validate());
 }
 
 bool show_in_file_manager(const std::string& path) {
@@ -112,8 +107,8 @@ void Skyfold::on_open_location_clicked(const std::string& path) {
 void Skyfold::force_sync_file(const std::string& path) {
     try {
         // Waits for the client: the window does not answer until the entry is done.
-        execute_onedrive_command("--synchronize --single-directory '" +
-                                 inside_single_quotes(relative_path(path)) + "'");
+        execute_onedrive_command("--synchronize --single-directory " +
+                                 Glib::shell_quote(relative_path(path)));
         refresh_sync_status();
     } catch (const std::exception& error) {
         print_error(std::string("Error forcing sync: ") + error.what());

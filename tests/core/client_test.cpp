@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "process/client_locator.h"
 #include "process/shell_command.h"
+#include "test_files.h"
 
 #include <gtest/gtest.h>
 #include <set>
 #include <vector>
 
 namespace {
-ClientSearch search_with(std::set<std::string> executables, std::optional<std::string> folder = "/here") {
-    return {[=](const char* path) { return executables.contains(path); }, [=] { return folder; }};
-}
-
 TEST(ClientLocator, TheTwoOrdersDiffer) {
+    const auto here = std::filesystem::current_path().string();
     for (const auto& [executables, found] : std::vector<std::pair<std::set<std::string>, std::string>>{
-             {{"./onedrive-cli", "/usr/bin/onedrive"}, "/here/onedrive-cli, /usr/bin/onedrive"},
+             {{"./onedrive-cli", "/usr/bin/onedrive"}, here + "/onedrive-cli, /usr/bin/onedrive"},
              {{"/usr/bin/onedrive", "/usr/local/bin/onedrive-cli"},
               "/usr/local/bin/onedrive-cli, /usr/local/bin/onedrive-cli"},
              {{"/usr/bin/onedrive", "/usr/bin/onedrive-cli"}, "/usr/bin/onedrive-cli, /usr/bin/onedrive-cli"},
@@ -21,10 +19,12 @@ TEST(ClientLocator, TheTwoOrdersDiffer) {
               "/usr/local/bin/onedrive, /usr/local/bin/onedrive"},
              {{"../onedrive-cli"}, "../onedrive-cli, onedrive-cli"},
              {{}, "onedrive-cli, onedrive-cli"}}) {
-        const auto search = search_with(executables);
-        EXPECT_EQ(find_client_for_children(search) + ", " + find_installed_client(search), found);
+        const auto qualifies = [&](const char* path) { return executables.contains(path); };
+        EXPECT_EQ(find_client_for_children(qualifies) + ", " + get_onedrive_path_local(qualifies), found);
     }
-    EXPECT_EQ(find_client_for_children(search_with({"./onedrive-cli"}, std::nullopt)), "./onedrive-cli");
+    std::filesystem::current_path(TestHome().path); // which is gone at once
+    EXPECT_EQ(find_client_for_children([](const char*) { return true; }), "./onedrive-cli");
+    std::filesystem::current_path(here);
 }
 
 TEST(ShellCommand, ReturnsAllOutputWhateverTheExitStatus) {
