@@ -41,7 +41,7 @@ void write_request(std::string_view text) {
         if (next < values.size())
             values[next++] = piece.substr(0, piece.find('\0'));
     });
-    const auto body = token_request_body({values[0], values[1], values[2], values[3]});
+    const auto body = token_request_body({values[3], values[0], values[2]}, values[1]);
     constexpr std::array<std::string_view, 5> keys = {
         "client_id=", "grant_type=", "code=", "redirect_uri=", "code_verifier="};
     const std::array<std::string, 5> contents = {values[0], "authorization_code", values[1], values[2],

@@ -8,16 +8,17 @@
 #include <cstdlib>
 
 std::string autostart_entry_text(std::string_view home) {
-    std::string text = "[Desktop Entry]\n"
-                       "Type=Application\n";
     // A fixed place below the home folder on purpose, wherever the running program lies.
-    text.append("Exec=").append(home).append("/dev/skyfold/skyfold/build/skyfold --daemon\n");
-    text += "Hidden=false\n"
-            "NoDisplay=false\n"
-            "Name=Skyfold\n"
-            "Comment=Start Skyfold in daemon mode\n"
-            "X-GNOME-Autostart-enabled=true\n";
-    return text;
+    return "[Desktop Entry]\n"
+           "Type=Application\n"
+           "Exec=" +
+           std::string(home) +
+           "/dev/skyfold/skyfold/build/skyfold --daemon\n"
+           "Hidden=false\n"
+           "NoDisplay=false\n"
+           "Name=Skyfold\n"
+           "Comment=Start Skyfold in daemon mode\n"
+           "X-GNOME-Autostart-enabled=true\n";
 }
 
 void write_autostart_entry(bool enable) {
@@ -31,8 +32,7 @@ void write_autostart_entry(bool enable) {
         std::remove(path.c_str());
         return;
     }
-    // Without HOME the command starts at the root: "~" then came from the user database, and is not used
-    // here.
+    // Without HOME the command starts at the root: "~" then came from the user database; not used here.
     const char* home = std::getenv("HOME");
     if (!replace_file(path, autostart_entry_text(home == nullptr ? "" : home)))
         print_error("Could not create autostart file");

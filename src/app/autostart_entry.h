@@ -9,7 +9,6 @@
 /// The entry's eight lines for the given home folder.
 std::string autostart_entry_text(std::string_view home);
 
-/// Writes ("enable") or deletes "~/.config/autostart/skyfold.desktop". The folder is not created. Prints one
-/// line on standard error when the folder cannot be found or the file cannot be written; deleting a missing
-/// file is fine.
+/// Writes ("enable") or deletes "~/.config/autostart/skyfold.desktop". The folder is not created. One line on
+/// standard error tells of a folder not found or a file not written; deleting a missing file is fine.
 void write_autostart_entry(bool enable);

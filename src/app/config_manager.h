@@ -26,8 +26,7 @@ class ConfigManager {
 
     /// Reads the file and adds the defaults "autostart" and "sync_enabled" = "true" where they are missing,
     /// each with a save of its own. A missing file is created empty. A file that cannot be created, or is
-    /// there and cannot be read, is told on standard error; the latter is never written, so that it is not
-    /// lost.
+    /// there and cannot be read, is told on standard error; the latter is never written, so never lost.
     void load();
 
     /// Replaces the whole file. A failure prints a line on standard error and leaves the file as it was.

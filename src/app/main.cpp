@@ -14,10 +14,6 @@
 namespace {
 bool is_daemon = false;
 
-void report_exception() {
-    run_guarded([] { throw; });
-}
-
 bool asks_for_daemon(std::string_view argument) {
     return argument == "--daemon" || argument == "-d";
 }
@@ -32,7 +28,7 @@ int main(int argc, char** argv) {
                     "and GDK_BACKEND.");
         return EXIT_FAILURE;
     }
-    Glib::add_exception_handler(sigc::ptr_fun(report_exception)); // no handler may end the program
+    Glib::add_exception_handler([] { run_guarded([] { throw; }); }); // no handler may end the program
     const auto application = Application::create();
     application->set_daemon_mode(is_daemon);
     install_style();

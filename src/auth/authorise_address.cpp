@@ -5,6 +5,9 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <array>
+
+static constexpr std::array<std::string_view, 2> reauth_phrases = {"issue a --reauth", "AADSTS70000"};
 
 // The end marker is needed because chunks are joined as they come: the client's next sentence can follow at
 // once. An address that stands at the very end of the output so far is taken as it is.
@@ -31,6 +34,10 @@ std::optional<std::string> find_authorise_address(std::string_view output, std::
             return std::nullopt;
         searched += word_end + 1;
     }
+}
+
+bool asks_for_reauth_at_login(std::string_view output) {
+    return contains_any(output, reauth_phrases);
 }
 
 bool is_sign_in_redirect(std::string_view address) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Finds the authorise address in what the client printed, recognises the redirect that answers it, and reads
-// one parameter of either. Showing the address is left to the sign-in window.
+// What a sign-in client prints: the authorise address, and that it wants a fresh authorisation. And
+// addresses: which one is the redirect that answers, and one parameter of either. Showing and acting are left
+// to the login flow.
 #pragma once
 
 #include <optional>
@@ -14,11 +15,14 @@
 /// `searched` (0 at first) is where the next search of the same, longer output may start; it only saves work.
 std::optional<std::string> find_authorise_address(std::string_view output, std::size_t& searched);
 
-/// True for the redirect that ends a sign-in: it starts with the redirect address and holds "code=" or
+/// True when the output (bytes) of an ended sign-in says that a fresh authorisation is needed.
+bool asks_for_reauth_at_login(std::string_view output);
+
+/// True for the redirect that ends a sign-in: it begins as the redirect address and holds "code=" or
 /// "error=".
 bool is_sign_in_redirect(std::string_view address);
 
-/// The value of query parameter `key`, undecoded, up to the next "&" or the end (a fragment is not cut). The
-/// empty string when `url` has no such parameter; one with an empty value does not count, and the search goes
-/// on after it.
+/// The value of query parameter `key`, undecoded, up to the next "&" or the end (a fragment is not cut).
+/// Empty when `url` has no such parameter; one with an empty value does not count, and the search goes on
+/// after it.
 std::string extract_url_param(const std::string& url, const std::string& key);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/application.h"
 #include "auth/authorise_address.h"
-#include "auth/login_end.h"
 #include "auth/oauth_window.h"
 #include "auth/pkce.h"
 #include "base/print.h"
@@ -17,9 +16,7 @@
 
 std::int32_t global_login_instance = 0;
 
-namespace {
-constexpr gulong pause_before_hand_back = 500'000; // microseconds
-}
+static constexpr gulong pause_before_hand_back = 500'000; // microseconds
 
 // One attempt, as its handlers see it.
 struct Application::LoginAttempt {
@@ -50,8 +47,7 @@ void Application::start_login_process(bool reauth) {
     attempt->reauth = reauth;
     launch_process(
         command, [this, attempt](const std::string& chunk) { on_login_output(*attempt, chunk); },
-        // At idle priority, below the output watch: all that the child printed is read before its end is
-        // judged.
+        // At idle priority, below the output watch: all that was printed is read before the end is judged.
         [this, attempt](int exit_code) {
             post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
         },

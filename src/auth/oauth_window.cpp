@@ -6,32 +6,29 @@
 #include "base/text.h"
 #include "process/main_loop.h"
 
-#include <memory>
+// Casts are plain ones: the instance macros of the engine's headers would call into a library not linked.
 
-namespace {
-// The instance macros of WebKit's headers would call into a library that is not linked.
-template<typename To>
-To* as(void* object) {
-    return static_cast<To*>(object);
+const WebEngine* load_web_engine(std::string& error) {
+    static const WebEngine engine;
+    if (engine.library.error().empty())
+        return &engine;
+    error =
+        "The web engine libwebkit2gtk-4.1.so.0 could not be loaded: " + engine.library.error() +
+        "\n\nPlease install WebKitGTK (the package libwebkit2gtk-4.1-0 on Debian) and start Skyfold again.";
+    return nullptr;
 }
-
-struct Unref {
-    void operator()(void* object) const { g_object_unref(object); }
-};
-template<typename T>
-using Owned = std::unique_ptr<T, Unref>;
-} // namespace
 
 OAuthWindow::OAuthWindow(const WebEngine& engine) : web_engine(engine) {
     set_title("OneDrive Login");
     set_default_size(800, 600);
     set_position(Gtk::WIN_POS_CENTER);
 
-    const Owned<WebKitWebsiteDataManager> manager(
-        as<WebKitWebsiteDataManager>(web_engine.website_data_manager_new_ephemeral()));
-    const Owned<WebKitWebContext> context(web_engine.web_context_new(manager.get()));
-    GtkWidget* view = web_engine.web_view_new_with_context(context.get());
-    web_view = as<WebKitWebView>(view);
+    g_autoptr(WebKitWebsiteDataManager) manager =
+        reinterpret_cast<WebKitWebsiteDataManager*>(web_engine.webkit_website_data_manager_new_ephemeral());
+    g_autoptr(WebKitWebContext) context =
+        web_engine.webkit_web_context_new_with_website_data_manager(manager);
+    GtkWidget* view = web_engine.webkit_web_view_new_with_context(context);
+    web_view = reinterpret_cast<WebKitWebView*>(view);
     auto* widget = Glib::wrap(view);
     add(*widget);
     widget->show();
@@ -41,7 +38,7 @@ OAuthWindow::OAuthWindow(const WebEngine& engine) : web_engine(engine) {
 }
 
 void OAuthWindow::load_url(const std::string& url) {
-    web_engine.web_view_load_uri(web_view, url.c_str());
+    web_engine.webkit_web_view_load_uri(web_view, url.c_str());
 }
 
 sigc::signal<void, const std::string&>& OAuthWindow::signal_url_captured() {
@@ -55,27 +52,29 @@ gboolean OAuthWindow::on_decide_policy(WebKitWebView* /*view*/, WebKitPolicyDeci
         if (type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION)
             window->handle_decide_policy(decision);
         else
-            window->web_engine.policy_decision_use(decision);
+            window->web_engine.webkit_policy_decision_use(decision);
     });
     return TRUE;
 }
 
 std::string OAuthWindow::navigation_address(WebKitPolicyDecision* decision) const {
-    auto* action = web_engine.get_navigation_action(as<WebKitNavigationPolicyDecision>(decision));
-    const char* address = web_engine.uri_request_get_uri(web_engine.navigation_action_get_request(action));
+    auto* action = web_engine.webkit_navigation_policy_decision_get_navigation_action(
+        reinterpret_cast<WebKitNavigationPolicyDecision*>(decision));
+    const char* address =
+        web_engine.webkit_uri_request_get_uri(web_engine.webkit_navigation_action_get_request(action));
     return address == nullptr ? "" : address;
 }
 
 bool OAuthWindow::handle_decide_policy(WebKitPolicyDecision* decision) {
     const auto address = navigation_address(decision);
     if (!is_sign_in_redirect(address)) {
-        web_engine.policy_decision_use(decision);
+        web_engine.webkit_policy_decision_use(decision);
         return true;
     }
     const std::string redirect(trimmed(address, white_space));
     print_line("DEBUG: Captured valid Redirect URI: " + redirect);
     url_captured.emit(redirect);
     hide();
-    web_engine.policy_decision_ignore(decision); // the redirect's page is never loaded
+    web_engine.webkit_policy_decision_ignore(decision); // the redirect's page is never loaded
     return true;
 }

@@ -7,16 +7,14 @@
 #include <algorithm>
 #include <array>
 #include <glib.h>
-#include <memory>
 
 namespace {
 constexpr std::size_t digest_size = 32; // bytes, of SHA-256; a verifier draws as many
 using Bytes = std::array<guchar, digest_size>;
 
 std::string base64url(const Bytes& bytes) {
-    const std::unique_ptr<char, decltype(&g_free)> encoded(g_base64_encode(bytes.data(), bytes.size()),
-                                                           g_free);
-    std::string text = encoded.get();
+    g_autofree char* encoded = g_base64_encode(bytes.data(), bytes.size());
+    std::string text = encoded;
     std::ranges::replace(text, '+', '-');
     std::ranges::replace(text, '/', '_');
     text.erase(text.find_last_not_of('=') + 1);
@@ -34,13 +32,12 @@ std::string generate_pkce_verifier() {
 }
 
 std::string compute_pkce_challenge(const std::string& verifier) {
-    const std::unique_ptr<GChecksum, decltype(&g_checksum_free)> sum(g_checksum_new(G_CHECKSUM_SHA256),
-                                                                     g_checksum_free);
-    g_checksum_update(sum.get(), reinterpret_cast<const guchar*>(verifier.data()),
+    g_autoptr(GChecksum) sum = g_checksum_new(G_CHECKSUM_SHA256);
+    g_checksum_update(sum, reinterpret_cast<const guchar*>(verifier.data()),
                       static_cast<gssize>(verifier.size()));
     Bytes digest{};
     gsize size = digest.size();
-    g_checksum_get_digest(sum.get(), digest.data(), &size);
+    g_checksum_get_digest(sum, digest.data(), &size);
     return base64url(digest);
 }
 

@@ -2,18 +2,16 @@
 #include "auth/token_reply.h"
 
 #include <glib.h>
-#include <memory>
 
 static std::string escaped(const std::string& value) {
-    const std::unique_ptr<char, decltype(&g_free)> text(g_uri_escape_string(value.c_str(), nullptr, FALSE),
-                                                        g_free);
-    return text.get();
+    g_autofree char* text = g_uri_escape_string(value.c_str(), nullptr, FALSE);
+    return text;
 }
 
-std::string token_request_body(const TokenRequest& request) {
-    return "client_id=" + escaped(request.client_id) + "&grant_type=authorization_code" +
-           "&code=" + escaped(request.code) + "&redirect_uri=" + escaped(request.redirect_uri) +
-           "&code_verifier=" + escaped(request.code_verifier);
+std::string token_request_body(const PkceSignIn& sign_in, const std::string& code) {
+    return "client_id=" + escaped(sign_in.client_id) + "&grant_type=authorization_code" +
+           "&code=" + escaped(code) + "&redirect_uri=" + escaped(sign_in.redirect_uri) +
+           "&code_verifier=" + escaped(sign_in.verifier);
 }
 
 std::string_view cut_refresh_token(std::string_view reply) {

@@ -3,21 +3,16 @@
 // left to the token exchange.
 #pragma once
 
+#include "auth/pkce.h"
+
 #include <string>
 #include <string_view>
 
-/// What an authorisation code is redeemed with.
-struct TokenRequest {
-    std::string client_id;
-    std::string code;
-    std::string redirect_uri;
-    std::string code_verifier;
-};
-
-/// The form body, each value percent-encoded byte by byte. The values come from addresses undecoded, and an
-/// escape in one of them is encoded a second time ("%3A" becomes "%253A"), on purpose: the client writes its
-/// addresses unescaped, so a "%" there belongs to the value, and the service compares values.
-std::string token_request_body(const TokenRequest& request);
+/// The form body that redeems an authorisation code, each value percent-encoded byte by byte. The values come
+/// from addresses undecoded, and an escape in one of them is encoded a second time ("%3A" becomes "%253A"),
+/// on purpose: the client writes its addresses unescaped, so a "%" there belongs to the value, and the
+/// service compares values.
+std::string token_request_body(const PkceSignIn& sign_in, const std::string& code);
 
 /// The text between the quotes after the key "refresh_token", or the empty string. Found by plain search, not
 /// by parsing, on purpose: whatever shape the reply has, a backslash-escaped quote ends the token.

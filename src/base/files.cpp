@@ -5,7 +5,6 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <glib.h>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <wordexp.h>
@@ -44,15 +43,12 @@ std::optional<mode_t> mode_of_file(const std::string& path, std::string& error) 
 std::optional<std::string> read_file(const std::string& path, std::string& error) {
     if (!mode_of_file(path, error))
         return std::nullopt;
-    char* content = nullptr;
+    g_autofree char* content = nullptr;
     gsize size = 0;
-    GError* failure = nullptr;
-    if (g_file_get_contents(path.c_str(), &content, &size, &failure)) {
-        const std::unique_ptr<char, decltype(&g_free)> owned(content, g_free);
+    g_autoptr(GError) failure = nullptr;
+    if (g_file_get_contents(path.c_str(), &content, &size, &failure))
         return std::string(content, size);
-    }
     error = failure->message;
-    g_error_free(failure);
     return std::nullopt;
 }
 
@@ -68,12 +64,11 @@ bool replace_file(const std::string& path, std::string_view content, std::string
         error = g_strerror(errno);
     if (!error.empty())
         return false;
-    GError* failure = nullptr;
+    g_autoptr(GError) failure = nullptr;
     if (!g_file_set_contents_full(target.c_str(), content.data(), static_cast<gssize>(content.size()),
                                   G_FILE_SET_CONTENTS_CONSISTENT,
                                   static_cast<int>(mode.value_or(new_file_mode)), &failure)) {
         error = failure->message;
-        g_error_free(failure);
         return false;
     }
     if (mode)

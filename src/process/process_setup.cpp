@@ -17,9 +17,9 @@ bool limit_is_raised = false;
 } // namespace
 
 static void open_standard_descriptors() {
-    int opened = open("/dev/null", O_RDWR); // NOLINT(*-cloexec): these are meant for children too
+    int opened = STDERR_FILENO;
     while (opened >= 0 && opened <= STDERR_FILENO)
-        opened = open("/dev/null", O_RDWR); // NOLINT(*-cloexec)
+        opened = open("/dev/null", O_RDWR); // NOLINT(*-cloexec): these are meant for children too
     if (opened > STDERR_FILENO)
         close(opened);
 }

@@ -11,32 +11,32 @@ class SharedLibrary {
   public:
     /// `name` is the one that the dynamic linker searches for, with the version of the interface.
     explicit SharedLibrary(const char* name) : handle(dlopen(name, RTLD_LAZY | RTLD_GLOBAL)) {
-        if (handle == nullptr)
-            keep_error();
+        keep_error_of(handle);
     }
 
-    /// Sets `function` to what `name` names, or to null.
+    /// What `name` names, or null.
     template<typename Function>
-    void find(Function*& function, const char* name) {
-        function = handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(handle, name));
-        if (function == nullptr)
-            keep_error();
+    Function* find(const char* name) {
+        void* function = handle == nullptr ? nullptr : dlsym(handle, name);
+        keep_error_of(function);
+        return reinterpret_cast<Function*>(function);
     }
 
-    /// True when the library is loaded and all that was looked for is in it.
-    [[nodiscard]] bool is_complete() const { return complete; }
-    /// The reason why it is not: the dynamic linker's first message.
+    /// The dynamic linker's first message; empty when the library is loaded and all that was looked for is in
+    /// it.
     [[nodiscard]] const std::string& error() const { return first_error; }
 
   private:
-    void keep_error() {
+    void keep_error_of(const void* found) {
+        if (found != nullptr || !first_error.empty())
+            return;
         const char* text = dlerror();
-        if (complete)
-            first_error = text != nullptr ? text : "it lacks a function that is needed";
-        complete = false;
+        first_error = text != nullptr ? text : "it lacks a function that is needed";
     }
 
     void* handle;
-    bool complete = true;
     std::string first_error;
 };
+
+/// Declares a member that is the function of that name, found in the member `library` before it.
+#define FOUND_IN_LIBRARY(name) decltype(&::name) name = library.find<decltype(::name)>(#name)

@@ -53,17 +53,14 @@ void remove_prefix_if(std::string_view& text, std::string_view prefix) {
 void start_transfer(std::string_view path, std::string_view status, Activity& activity) {
     const auto name = top_level_name(path);
     activity.live_status_map.insert_or_assign(std::string(name), status);
-    std::string text = "Sync: ";
-    text.append(status).append(" \u2014 ").append(shown_path(path));
-    activity.view.set_status_line(text);
+    activity.view.set_status_line(
+        std::string("Sync: ").append(status).append(" \u2014 ").append(shown_path(path)));
     activity.view.set_entry_status(name, status);
 }
 
 void end_transfer(std::string_view path, Activity& activity) {
     const auto name = top_level_name(path);
-    const auto entry = activity.live_status_map.find(name);
-    if (entry != activity.live_status_map.end())
-        activity.live_status_map.erase(entry);
+    activity.live_status_map.erase(std::string(name));
     activity.view.set_entry_status(name, status_word::synced);
 }
 
@@ -104,8 +101,7 @@ void search_phrases(Activity& activity) {
     scan.searched = activity.activity_buffer.size();
     if (scan.row == status_phrases.size())
         return;
-    std::string text = "Sync: ";
-    activity.view.set_status_line(text.append(status_phrases[scan.row].text));
+    activity.view.set_status_line(std::string("Sync: ").append(status_phrases[scan.row].text));
 }
 } // namespace
 
@@ -118,7 +114,7 @@ std::size_t first_status_phrase(std::string_view text, std::size_t limit) {
 }
 
 bool ends_sync_pass(std::string_view line) {
-    return std::ranges::any_of(completion_phrases, [line](auto phrase) { return contains(line, phrase); });
+    return contains_any(line, completion_phrases);
 }
 
 std::optional<std::string_view> transfer_path(std::string_view line, std::string_view prefix,
@@ -134,9 +130,7 @@ std::optional<std::string_view> transfer_path(std::string_view line, std::string
         remove_prefix_if(path, "/");
     }
     remove_prefix_if(path, "./"); // how client 2.5 prints entries of the top level
-    if (path.empty())
-        return std::nullopt;
-    return path;
+    return path.empty() ? std::nullopt : std::optional(path);
 }
 
 std::string_view top_level_name(std::string_view relative_path) {

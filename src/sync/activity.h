@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reads the English that the client prints in monitor mode: which phrase sets the status line, which line
-// starts or ends a transfer or a whole pass, and which entry a line names. Works on bytes; showing is left to
-// an ActivityView.
+// Reads the English (bytes) that the client prints in monitor mode: which phrase sets the status line, which
+// line starts or ends a transfer or a whole pass, and which entry a line names. An ActivityView shows it.
 #pragma once
 
 #include "base/status_words.h"
@@ -47,8 +46,7 @@ std::optional<std::string_view> transfer_path(std::string_view line, std::string
 /// The part of a relative path before its first "/": the name of an entry of the sync folder.
 std::string_view top_level_name(std::string_view relative_path);
 
-/// A path of at most 60 bytes as it is; a longer one as "..." and its last 57 bytes, which may cut a
-/// character.
+/// A path of at most 60 bytes; else "..." and its last 57 bytes, which may cut a character.
 std::string shown_path(std::string_view relative_path);
 
 /// What the rules ask the window to do. Texts are bytes.

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What an ended sync client asks for, judged from everything it printed. Acting on it is left to the
-// supervisor.
+// What an ended sync client asks for, judged from everything it printed. The supervisor acts on it.
 #pragma once
 
 #include <string_view>
@@ -21,6 +20,5 @@ struct EndedClient {
     std::string_view output; // all of it, as bytes
 };
 
-/// The phrases count whatever the exit code; a resync wins over a new sign-in, and is asked for only once in
-/// a row.
+/// The phrases count whatever the exit code; a resync wins over a new sign-in, but never twice in a row.
 SyncEnd judge_sync_end(const EndedClient& client);

@@ -14,8 +14,7 @@ namespace {
 constexpr std::int32_t none = 0;
 constexpr std::int32_t starting = -1;
 
-// The folder is wrapped in double quotes and not escaped further; stdbuf makes the client write whole lines
-// at once.
+// The folder is wrapped in double quotes and not escaped further; stdbuf has the client write line by line.
 std::string monitor_command(const std::string& client, const std::string& sync_dir, bool resync) {
     std::string command = "stdbuf -oL " + client + " --monitor --syncdir \"" + sync_dir + "\"";
     if (resync)
@@ -66,8 +65,7 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
     current_launch = launch;
     launch_process(
         command, [this, launch](const std::string& chunk) { on_sync_output(*launch, chunk); },
-        // At idle priority, below the output watch: all that the child printed is read before its end is
-        // judged.
+        // At idle priority, below the output watch: all that was printed is read before the end is judged.
         [this, launch](int exit_code) {
             post_when_idle([this, launch, exit_code] { on_sync_exit(*launch, exit_code); });
         },

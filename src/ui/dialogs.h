@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The two kinds of message dialogs: an error with OK, a question with Yes and No. Both modal; showing or
-// running them is left to the callers. Texts are bytes; the primary text is also what a screen reader
-// announces.
+// The two kinds of message dialogs: an error with OK, a question with Yes and No. Both modal; showing them is
+// left to the callers. Texts are bytes; the primary text is also what a screen reader announces.
 #pragma once
 
 #include <gtkmm/messagedialog.h>
@@ -16,7 +15,6 @@ std::unique_ptr<Gtk::MessageDialog> make_error_dialog(Gtk::Window* parent, const
 /// own would keep the program from quitting.
 void close_dialogs();
 
-/// A question with Yes and No; only `Gtk::RESPONSE_YES` is a yes. Without a secondary text when that is
-/// empty.
+/// A question with Yes and No; only `Gtk::RESPONSE_YES` is a yes. An empty secondary text is left out.
 std::unique_ptr<Gtk::MessageDialog> make_question_dialog(Gtk::Window& parent, const std::string& primary,
                                                          const std::string& secondary);

@@ -6,4 +6,6 @@
 #include <string_view>
 
 /// `bytes` as valid UTF-8 without NUL bytes: what is neither becomes U+FFFD.
-Glib::ustring display_text(std::string_view bytes);
+inline Glib::ustring display_text(std::string_view bytes) {
+    return Glib::ustring(std::string(bytes)).make_valid();
+}

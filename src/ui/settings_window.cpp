@@ -69,8 +69,7 @@ void SettingsWindow::on_autostart_toggled() {
     set_autostart(enabled);
 }
 
-// "notifications" is not the key that governs notifications elsewhere; the two are never reconciled, on
-// purpose.
+// Not the key that governs notifications elsewhere; the two are never reconciled, on purpose.
 void SettingsWindow::on_notifications_toggled() {
     ConfigManager().set("notifications", flag(notifications_switch.get_active()));
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Asks a person who has just signed in for the folder to synchronise. Storing it and starting is the
-// application's.
+// Asks a person who has just signed in for the folder to synchronise. The application stores it and starts.
 #pragma once
 
 #include <gtkmm/box.h>

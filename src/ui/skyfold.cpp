@@ -10,16 +10,7 @@
 #include <gtkmm/main.h>
 #include <gtkmm/separator.h>
 
-namespace {
-constexpr unsigned tray_delay = 1000; // ms
-} // namespace
-
-Skyfold::ModelColumns::ModelColumns() {
-    add(icon);
-    add(name);
-    add(status);
-    add(full_path);
-}
+static constexpr unsigned tray_delay = 1000; // ms
 
 Skyfold::Skyfold(Application* application, const std::string& folder)
     : app(application), sync_dir(folder), main_box(Gtk::ORIENTATION_VERTICAL) {

@@ -7,7 +7,6 @@
 #include "base/status_words.h"
 #include "sync/activity.h"
 
-#include <array>
 #include <gdkmm/pixbuf.h>
 #include <gtkmm/accelgroup.h>
 #include <gtkmm/box.h>
@@ -33,7 +32,12 @@ class Skyfold : public Gtk::Window {
     /// A column record that no model is built from.
     class ModelColumns : public Gtk::TreeModel::ColumnRecord {
       public:
-        ModelColumns();
+        ModelColumns() {
+            add(icon);
+            add(name);
+            add(status);
+            add(full_path);
+        }
 
         Gtk::TreeModelColumn<Glib::RefPtr<Gdk::Pixbuf>> icon;
         Gtk::TreeModelColumn<Glib::ustring> name;
@@ -55,8 +59,7 @@ class Skyfold : public Gtk::Window {
     void style_list_box_rows();
 
     // ui/file_list.cpp
-    /// Lists the entries of `path`, folders first, in byte order. Called once; the rows stay for the window's
-    /// life.
+    /// Lists the entries of `path`, folders first, in byte order. Called once; the rows stay with the window.
     void populate_file_list(const std::string& path);
     /// Loads the status cache on a worker and then refreshes every row.
     void update_file_statuses_async();

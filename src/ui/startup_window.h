@@ -10,11 +10,19 @@
 class StartupWindow : public Gtk::Window {
   public:
     /// Builds the window; does not show it.
-    StartupWindow();
+    StartupWindow() {
+        set_title("Skyfold");
+        set_default_size(300, 100);
+        set_border_width(10);
+        set_position(Gtk::WIN_POS_CENTER);
+        main_box.pack_start(status_label, Gtk::PACK_SHRINK, 0);
+        add(main_box);
+        show_all_children();
+    }
 
-    void set_loading_text(const std::string& text);
+    void set_loading_text(const std::string& text) { status_label.set_text(text); }
 
   private:
-    Gtk::Label status_label;
-    Gtk::Box main_box;
+    Gtk::Label status_label{"Checking OneDrive status..."};
+    Gtk::Box main_box{Gtk::ORIENTATION_VERTICAL, 10};
 };

@@ -13,14 +13,13 @@
 #include <glibmm/miscutils.h>
 
 namespace {
-std::unique_ptr<const StatusMap> cache; // null: not loaded
+std::shared_ptr<const StatusMap> cache; // null: not loaded
 std::atomic<unsigned> generation{0};
 
 void publish(StatusMap map, unsigned refresh) {
-    const auto whole = std::make_shared<StatusMap>(std::move(map));
-    post_when_idle([whole, refresh] {
+    post_when_idle([whole = std::make_shared<const StatusMap>(std::move(map)), refresh] {
         if (refresh == generation)
-            cache = std::make_unique<const StatusMap>(std::move(*whole));
+            cache = whole;
     });
 }
 
@@ -65,19 +64,17 @@ void forget_status_cache() {
 
 void Skyfold::load_sync_status_cache(unsigned refresh) {
     print_line("DEBUG: Loading sync status cache...");
-    StatusMap map;
     const auto dump = ask_client("--display-sync-status", refresh);
     if (refresh != generation)
         return; // overtaken
-    if (dump.empty()) {
-        // The configuration is not asked for either, so nothing counts as skipped.
+    StatusMap map;
+    if (dump.empty()) { // the configuration is not asked for either, so nothing counts as skipped
         print_line("DEBUG: No sync status output from OneDrive CLI");
-        publish({}, refresh);
-        return;
+    } else {
+        add_statuses(dump, map);
+        add_skipped(ask_client("--display-config", refresh), map);
+        print_line("DEBUG: Loaded " + std::to_string(map.size()) + " items into sync status cache");
     }
-    add_statuses(dump, map);
-    add_skipped(ask_client("--display-config", refresh), map);
-    print_line("DEBUG: Loaded " + std::to_string(map.size()) + " items into sync status cache");
     publish(std::move(map), refresh);
 }
 

@@ -26,6 +26,5 @@ struct StatusSources {
     bool sync_running = false;
 };
 
-/// The status word for a path relative to the sync folder: live state, cache, an excluded parent, then local
-/// facts.
+/// The status word for a path below the sync folder: live state, cache, an excluded parent, local facts.
 std::string look_up_status(std::string_view relative_path, const StatusSources& sources);

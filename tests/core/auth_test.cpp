@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "auth/authorise_address.h"
 #include "auth/identity.h"
-#include "auth/login_end.h"
 #include "auth/pkce.h"
 #include "auth/token_reply.h"
 #include "test_files.h"
