@@ -23,10 +23,6 @@ Glib::RefPtr<Application> Application::create() {
     return Glib::RefPtr<Application>(new Application());
 }
 
-void Application::set_daemon_mode(bool daemon) {
-    daemon_mode = daemon;
-}
-
 // Replaces the toolkit's own option handling, which refuses options that it does not know and acts on some
 // that it does: every argument is main's business.
 bool Application::local_command_line_vfunc(char**& /*arguments*/, int& exit_status) {

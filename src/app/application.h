@@ -23,7 +23,7 @@ class Application : public Gtk::Application {
   public:
     // app/application.cpp: life cycle and the decision what the user sees first
     static Glib::RefPtr<Application> create();
-    void set_daemon_mode(bool daemon);
+    void set_daemon_mode(bool daemon) { daemon_mode = daemon; }
     [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
     /// The command for the long-lived children.
     [[nodiscard]] std::string get_onedrive_cli_path() const;
@@ -62,7 +62,7 @@ class Application : public Gtk::Application {
     /// Switches syncing off or on. After `quit_sync_process` it is the second half of a restart: from here on
     /// the end of the child that was stopped is only printed.
     void toggle_sync();
-    [[nodiscard]] std::string get_sync_dir() const;
+    [[nodiscard]] std::string get_sync_dir() const { return config.get("sync_dir"); }
 
     // sync/account_removal.cpp
     /// Signs out and quits; deletes the sync folder too when asked.

@@ -60,7 +60,3 @@ void ConfigManager::set(const std::string& key, const std::string& value) {
     values[key] = value;
     save();
 }
-
-bool ConfigManager::key_exists(const std::string& key) const {
-    return values.contains(key);
-}

@@ -38,7 +38,7 @@ class ConfigManager {
     /// Stores the value and saves at once.
     void set(const std::string& key, const std::string& value);
 
-    [[nodiscard]] bool key_exists(const std::string& key) const;
+    [[nodiscard]] bool key_exists(const std::string& key) const { return values.contains(key); }
 
   private:
     std::string config_path;

@@ -41,10 +41,6 @@ void OAuthWindow::load_url(const std::string& url) {
     web_engine.webkit_web_view_load_uri(web_view, url.c_str());
 }
 
-sigc::signal<void, const std::string&>& OAuthWindow::signal_url_captured() {
-    return url_captured;
-}
-
 gboolean OAuthWindow::on_decide_policy(WebKitWebView* /*view*/, WebKitPolicyDecision* decision,
                                        WebKitPolicyDecisionType type, void* user_data) {
     auto* window = static_cast<OAuthWindow*>(user_data);

@@ -36,7 +36,7 @@ class OAuthWindow : public Gtk::Window {
     void load_url(const std::string& url);
 
     /// Emitted with each captured redirect address, before the window hides itself.
-    sigc::signal<void, const std::string&>& signal_url_captured();
+    sigc::signal<void, const std::string&>& signal_url_captured() { return url_captured; }
 
     /// Handler of the view's "decide-policy"; `user_data` is the window. Always decides, always returns true.
     static gboolean on_decide_policy(WebKitWebView* view, WebKitPolicyDecision* decision,

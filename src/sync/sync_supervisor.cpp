@@ -202,7 +202,3 @@ void Application::toggle_sync() {
         }
     });
 }
-
-std::string Application::get_sync_dir() const {
-    return config.get("sync_dir");
-}

@@ -115,9 +115,6 @@ void Skyfold::force_sync_file(const std::string& path) {
     }
 }
 
-// Does nothing: the rows' buttons are wired to force_sync_file.
-void Skyfold::on_force_sync_clicked() {}
-
 void Skyfold::on_file_sync_toggle_clicked(const std::string& path, bool enable) {
     try {
         change_folder_sync(path, enable);

@@ -48,10 +48,6 @@ void SettingsWindow::add_switch_row(const char* text, Gtk::Box& row, Gtk::Switch
     main_box.pack_start(row, Gtk::PACK_SHRINK, 0);
 }
 
-sigc::signal<void, std::string>& SettingsWindow::signal_sync_started() {
-    return m_signal_sync_started;
-}
-
 std::string SettingsWindow::get_default_sync_dir() {
     return expand_path("~/OneDrive").value_or("");
 }

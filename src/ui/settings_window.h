@@ -17,7 +17,7 @@ class SettingsWindow : public Gtk::Window {
     SettingsWindow();
 
     /// Emitted with the folder as it was typed, or as the file system has it while the proposal stands.
-    sigc::signal<void, std::string>& signal_sync_started();
+    sigc::signal<void, std::string>& signal_sync_started() { return m_signal_sync_started; }
 
     /// "~/OneDrive" expanded, or the empty string.
     static std::string get_default_sync_dir();

@@ -37,10 +37,6 @@ Skyfold::Skyfold(Application* application, const std::string& folder)
     print_line("DEBUG: Skyfold constructor - END");
 }
 
-Skyfold::~Skyfold() {
-    tray_icon.reset();
-}
-
 void Skyfold::build_list_area() {
     file_list_box.set_selection_mode(Gtk::SELECTION_NONE);
     connect_row_menus();

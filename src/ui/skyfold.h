@@ -48,7 +48,7 @@ class Skyfold : public Gtk::Window {
     // ui/skyfold.cpp: the frame
     /// Builds the window hidden. `application` may be null.
     Skyfold(Application* application, const std::string& folder);
-    ~Skyfold() override;
+    ~Skyfold() override { tray_icon.reset(); }
     /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
     /// switch, whose handler compares the two.
     void set_sync_status(bool running);
@@ -77,7 +77,7 @@ class Skyfold : public Gtk::Window {
     // ui/row_actions.cpp
     void on_open_location_clicked(const std::string& path);
     void force_sync_file(const std::string& path);
-    void on_force_sync_clicked();
+    void on_force_sync_clicked() {} // on purpose: the rows are wired to force_sync_file
     void on_file_sync_toggle_clicked(const std::string& path, bool enable);
 
     // ui/menu_bar.cpp
