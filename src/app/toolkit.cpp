@@ -10,21 +10,6 @@
 #include <gtkmm/settings.h>
 #include <gtkmm/stylecontext.h>
 #include <gtkmm/window.h>
-#include <string>
-
-static constexpr const char* style_sheet = //
-    ".dim-label { color: @theme_fg_color; opacity: 0.7; font-size: smaller; }\n"
-    "row.odd { background-color: alpha(currentColor, 0.05); }\n"
-    "row.even { background-color: transparent; }\n"
-    "row:hover { background-color: alpha(@theme_selected_bg_color, 0.4); }";
-
-// Apart from the sheet of the list above. Under the pointer a row of a menu has the colour that a switch has
-// when it is on: the switch takes the colours of the row's text there.
-static constexpr const char* menu_style_sheet =
-    "menu menuitem:hover switch:checked { background: @theme_selected_fg_color;"
-    " border-color: @theme_selected_fg_color; box-shadow: none; }\n"
-    "menu menuitem:hover switch:checked slider { background: @theme_selected_bg_color;"
-    " border-color: @theme_selected_fg_color; box-shadow: inset 0 0 0 1px @theme_selected_fg_color; }";
 
 bool open_display() {
     // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
@@ -43,9 +28,9 @@ bool open_display() {
 }
 
 void install_style() {
-    for (const char* sheet : {style_sheet, menu_style_sheet}) {
+    for (const char* sheet : {"/org/skyfold/style/list.css", "/org/skyfold/style/menu.css"}) {
         const auto provider = Gtk::CssProvider::create();
-        provider->load_from_data(sheet);
+        provider->load_from_resource(sheet);
         Gtk::StyleContext::add_provider_for_screen(Gdk::Screen::get_default(), provider,
                                                    GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a sign-in client prints: the authorise address, and that it wants a fresh authorisation. And
-// addresses: which one is the redirect that answers, and one parameter of either. Showing and acting are left
-// to the login flow.
+// Reads what a sign-in client prints: the authorise address, or that a fresh authorisation is needed. And
+// reads addresses: which one is the answering redirect, and one parameter. Acting on it is the login flow's.
 #pragma once
 
 #include <optional>
@@ -18,8 +17,7 @@ std::optional<std::string> find_authorise_address(std::string_view output, std::
 /// True when the output (bytes) of an ended sign-in says that a fresh authorisation is needed.
 bool asks_for_reauth_at_login(std::string_view output);
 
-/// True for the redirect that ends a sign-in: it begins as the redirect address and holds "code=" or
-/// "error=".
+/// True for the redirect that ends a sign-in: the redirect address, then somewhere "code=" or "error=".
 bool is_sign_in_redirect(std::string_view address);
 
 /// The value of query parameter `key`, undecoded, up to the next "&" or the end (a fragment is not cut).

@@ -33,13 +33,13 @@ TokenReply post_token_request(const std::string& origin, const std::string& body
         print_error("ERROR: libsoup could not be loaded: " + soup.library.error());
         return {};
     }
+    g_autoptr(SoupSession) session = soup.soup_session_new();
     const auto address = origin + std::string(token_path);
     g_autoptr(SoupMessage) message = soup.soup_message_new("POST", address.c_str());
     if (message == nullptr)
         return {};
     g_autoptr(GBytes) sent = g_bytes_new(body.data(), body.size());
     soup.soup_message_set_request_body_from_bytes(message, "application/x-www-form-urlencoded", sent);
-    g_autoptr(SoupSession) session = soup.soup_session_new();
     g_autoptr(GBytes) bytes = soup.soup_session_send_and_read(session, message, nullptr, nullptr);
     TokenReply reply;
     reply.status = soup.soup_message_get_status(message);
