@@ -39,4 +39,5 @@ class SharedLibrary {
 };
 
 /// Declares a member that is the function of that name, found in the member `library` before it.
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared takes none
 #define FOUND_IN_LIBRARY(name) decltype(&::name) name = library.find<decltype(::name)>(#name)
