@@ -11,8 +11,7 @@
 /// thread may call. Empty when it cannot be started or the program is ending.
 CommandEnd query_client(const std::string& arguments);
 
-/// Kills every client that may be signalled, whatever started it, and deletes its lock file. Blocks; any
-/// thread.
+/// Kills every client that may be signalled, whoever started it, and deletes its lock. Blocks; any thread.
 void kill_clients();
 
 /// At the end of the program: no query starts any more, and those that run are killed. Waits until the last

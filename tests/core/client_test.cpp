@@ -19,7 +19,7 @@ TEST(ClientLocator, TheTwoOrdersDiffer) {
               "/usr/local/bin/onedrive, /usr/local/bin/onedrive"},
              {{"../onedrive-cli"}, "../onedrive-cli, onedrive-cli"},
              {{}, "onedrive-cli, onedrive-cli"}}) {
-        const auto qualifies = [&](const char* path) { return executables.contains(path); };
+        const auto qualifies = [&all = executables](const char* path) { return all.contains(path); };
         EXPECT_EQ(find_client_for_children(qualifies) + ", " + get_onedrive_path_local(qualifies), found);
     }
     std::filesystem::current_path(TestHome().path); // which is gone at once
