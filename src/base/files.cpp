@@ -27,8 +27,8 @@ std::string behind_links(const std::string& path) {
     return reached.string();
 }
 
-// The mode of the regular file at `path`, or nothing; `error` is empty where there is no file.
-std::optional<mode_t> mode_of_file(const std::string& path, std::string& error) {
+// What is known of the regular file at `path`, or nothing; `error` is empty where there is no file.
+std::optional<struct stat> look_at_file(const std::string& path, std::string& error) {
     struct stat status = {};
     const bool exists = stat(path.c_str(), &status) == 0;
     error.clear();
@@ -36,12 +36,12 @@ std::optional<mode_t> mode_of_file(const std::string& path, std::string& error) 
         error = g_strerror(errno);
     else if (exists && !S_ISREG(status.st_mode))
         error = "not a regular file";
-    return exists && error.empty() ? std::optional(status.st_mode & mode_bits) : std::nullopt;
+    return exists && error.empty() ? std::optional(status) : std::nullopt;
 }
 } // namespace
 
 std::optional<std::string> read_file(const std::string& path, std::string& error) {
-    if (!mode_of_file(path, error))
+    if (!look_at_file(path, error))
         return std::nullopt;
     g_autofree char* content = nullptr;
     gsize size = 0;
@@ -59,20 +59,24 @@ std::optional<std::string> read_file(const std::string& path) {
 
 bool replace_file(const std::string& path, std::string_view content, std::string& error) {
     const auto target = behind_links(path);
-    const auto mode = mode_of_file(target, error);
-    if (mode && access(target.c_str(), W_OK) != 0)
+    const auto old = look_at_file(target, error);
+    if (old && access(target.c_str(), W_OK) != 0)
         error = g_strerror(errno);
     if (!error.empty())
         return false;
+    const auto mode = old ? old->st_mode & mode_bits : new_file_mode;
     g_autoptr(GError) failure = nullptr;
     if (!g_file_set_contents_full(target.c_str(), content.data(), static_cast<gssize>(content.size()),
-                                  G_FILE_SET_CONTENTS_CONSISTENT,
-                                  static_cast<int>(mode.value_or(new_file_mode)), &failure)) {
+                                  G_FILE_SET_CONTENTS_CONSISTENT, static_cast<int>(mode), &failure)) {
         error = failure->message;
         return false;
     }
-    if (mode)
-        chmod(target.c_str(), *mode); // what the process's mask took from it
+    if (!old)
+        return true;
+    // What the process's mask took from it, and whose it was: the superuser may write the files of others.
+    if (old->st_uid != geteuid() || old->st_gid != getegid()) [[maybe_unused]]
+        const int given = chown(target.c_str(), old->st_uid, old->st_gid);
+    chmod(target.c_str(), mode);
     return true;
 }
 
@@ -82,8 +86,9 @@ bool replace_file(const std::string& path, std::string_view content) {
 }
 
 bool make_file(const std::string& path) {
-    const int made = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, new_file_mode);
-    return made >= 0 ? close(made) == 0 : errno == EEXIST;
+    const int made =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, new_file_mode);
+    return made >= 0 && close(made) == 0;
 }
 
 std::optional<std::string> expand_path(const char* path) {

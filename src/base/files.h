@@ -16,15 +16,15 @@ std::optional<std::string> read_file(const std::string& path);
 /// Puts a new file in the place of `path`, or makes it: whoever reads sees the old content or all of the new
 /// one, and a failure leaves the old one. False then, and `error` says why.
 ///
-/// A symbolic link stays, and what it leads to is replaced. The mode stays (a new file has the process's
-/// default); write protection is respected, and what is no regular file is left alone. A further hard link
+/// A symbolic link stays, and what it leads to is replaced. Mode and owner stay (a new file has the process's
+/// defaults); write protection is respected, and what is no regular file is left alone. A further hard link
 /// goes on naming the old content. The folder has to be writable.
 bool replace_file(const std::string& path, std::string_view content, std::string& error);
 
 /// The same for those who do not care why.
 bool replace_file(const std::string& path, std::string_view content);
 
-/// Makes an empty file where there is none. False when that fails.
+/// Makes an empty file where there is none, and leaves one that is there. False when it cannot be opened.
 bool make_file(const std::string& path);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.

@@ -2,6 +2,7 @@
 #include "process/client_files.h"
 
 #include "base/files.h"
+#include "base/print.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,5 +40,10 @@ bool save_client_token(std::string_view token) {
     if (!folder)
         return false;
     mkdir(folder->c_str(), 0700); // an existing folder is fine
-    return replace_file(*client_file(token_file), token);
+    const auto path = *client_file(token_file);
+    std::string error;
+    const bool saved = replace_file(path, token, error);
+    if (!saved)
+        print_error("ERROR: Could not write " + path + ": " + error);
+    return saved;
 }

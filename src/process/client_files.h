@@ -16,6 +16,6 @@ bool is_client_token_present();
 void remove_client_file(std::string_view name);
 
 /// Replaces the token file: the token alone, without a line end. Makes the client's folder (last level only,
-/// mode 0700) when it is missing. False when `HOME` is unset or the file cannot be written whole: an older
-/// token is still there then.
+/// mode 0700) when it is missing. False when `HOME` is unset or the file cannot be written whole, which is
+/// printed on standard error: an older token is still there then.
 bool save_client_token(std::string_view token);
