@@ -135,8 +135,8 @@ void Application::go_on_without_login_window() {
 void Application::handle_shutdown() {
     print_line("DEBUG: Application shutting down");
     quit_sync_process();
+    end_client_queries(); // first, else one that is killed would be asked again
     kill_existing_onedrive_processes();
-    end_client_queries();
 }
 
 std::string Application::get_onedrive_cli_path() const {

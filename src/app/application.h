@@ -114,10 +114,10 @@ class Application : public Gtk::Application {
 
     bool daemon_mode = false;
     ConfigManager config;
-    // The window in front, which lives until the process ends: one of the first run (startup window, sign-in
-    // page or settings window), the sync error dialog, or the main window, shown or hidden. Null: none yet,
-    // or the program has just hidden it. It is cleared before the window is hidden, so that a hide handler
-    // that finds it set knows that a person has closed the window.
+    // The window in front: one of the first run (startup window, sign-in page or settings window), the sync
+    // error dialog, or the main window, shown or hidden. Null: none yet, or the program hides it; it clears
+    // this first, so that a hide handler that finds it set knows that a person has closed the window. (The
+    // page hides itself after a capture, which `redirect_captured` tells.)
     Gtk::Window* login_window = nullptr;
     Skyfold* main_window = nullptr;
     [[maybe_unused]] bool spare_flag = false;

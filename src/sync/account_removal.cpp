@@ -4,6 +4,7 @@
 #include "process/client_files.h"
 #include "ui/dialogs.h"
 #include "ui/skyfold.h"
+#include "ui/status_cache.h"
 
 #include <filesystem>
 
@@ -23,12 +24,15 @@ void Skyfold::on_remove_account() {
 }
 
 void Application::remove_account(bool delete_local_files) {
+    forget_status_cache(); // what is killed here is not asked again
     quit_sync_process();
     kill_existing_onedrive_processes();
     const auto folder = config.get("sync_dir");
     if (delete_local_files && !folder.empty()) {
-        std::error_code error;
-        std::filesystem::remove_all(folder, error);
+        // With a NUL byte in it, it is not the folder that was shown, but the one before the byte.
+        auto error = std::make_error_code(std::errc::invalid_argument);
+        if (folder.find('\0') == std::string::npos)
+            std::filesystem::remove_all(folder, error);
         if (error)
             print_error("ERROR: Failed to delete sync directory: " + error.message());
     }

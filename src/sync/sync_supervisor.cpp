@@ -38,6 +38,11 @@ void Application::on_sync_started(const std::string& sync_dir) {
         print_line("DEBUG: Sync already running or starting, ignoring");
         return;
     }
+    if (login_pid > none) { // the start would kill the client of the sign-in
+        if (main_window != nullptr)
+            main_window->set_sync_status(false);
+        return;
+    }
     m_sync_process_pid = starting;
     current_launch.reset();
     config.set("sync_dir", sync_dir);
@@ -91,8 +96,11 @@ void Application::show_sync_running(const std::string& sync_dir) {
     }
     if (main_window != nullptr)
         main_window->set_sync_status(true);
-    if (!daemon_mode)
-        login_window = main_window;
+    if (daemon_mode)
+        return;
+    login_window = main_window;
+    if (!main_window->is_within_reach()) // a sign-in has hidden it, and there is no icon
+        activate();
 }
 
 void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
@@ -194,11 +202,7 @@ void Application::toggle_sync() {
     config.set("sync_enabled", "true");
     current_launch.reset(); // from here on, and not from the idle task: the last child's end may come first
     post_when_idle([this, sync_dir] {
-        if (login_pid > none) { // the end of the last sync asked for a sign-in, whose client this would kill
-            if (main_window != nullptr)
-                main_window->set_sync_status(false);
-        } else if (m_sync_process_pid == none) {
+        if (m_sync_process_pid == none)
             on_sync_started(sync_dir);
-        }
     });
 }

@@ -62,12 +62,14 @@ void open_location(const std::string& path) {
 }
 
 // Adds `value` to, or removes it from, the list that `key` holds in the client's configuration file. A file
-// that cannot be read whole or written is left as it is: throws at the former, and when `HOME` is unset;
-// false at the latter, with a printed line.
+// that cannot be read whole or written is left as it is: throws at the former, when `HOME` is unset and at a
+// name that fits no line; false at the latter, with a printed line.
 bool modify_onedrive_config(const std::string& key, const std::string& value, bool add) {
     const auto path = client_file("config");
     if (!path)
         throw std::runtime_error("HOME is not set");
+    if (contains(value, "\n")) // it could set any other option
+        throw std::runtime_error("a name with a line end fits no line of " + *path);
     std::string error;
     const auto text = read_file(*path, error);
     if (!text && !error.empty())

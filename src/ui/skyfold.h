@@ -95,6 +95,8 @@ class Skyfold : public Gtk::Window {
     void setup_tray_icon();
     void on_tray_activated();
     void on_tray_right_click(unsigned int button, unsigned int activate_time);
+    /// False when the window is hidden and there is no icon that would show it.
+    [[nodiscard]] bool is_within_reach() const;
 
     // sync/activity_interpreter.cpp
     /// Takes one chunk of the client's output (bytes).
@@ -151,6 +153,7 @@ class Skyfold : public Gtk::Window {
     ModelColumns columns;
     Application* app = nullptr;
     bool tray_available = false;
+    bool tray_given_up = false;
     std::string sync_dir; // absolute, bytes
     StatusMap live_status_map;
     std::string activity_buffer;

@@ -144,14 +144,18 @@ void Skyfold::check_tray_embedding_again() {
 void Skyfold::go_on_without_tray_icon() {
     tray_icon.reset();
     tray_available = false;
-    if (app == nullptr || get_visible())
+    tray_given_up = true;
+    if (app == nullptr || is_within_reach())
         return;
     if (app->is_daemon_mode())
         print_line("There is no notification area for the icon, and so no way to the window. To see it, quit "
-                   "Skyfold "
-                   "(pkill -x skyfold) and start it without --daemon.");
+                   "Skyfold (pkill -x skyfold) and start it without --daemon.");
     else
         app->activate();
+}
+
+bool Skyfold::is_within_reach() const {
+    return get_visible() || !tray_given_up;
 }
 
 void Skyfold::setup_tray_icon() {

@@ -57,7 +57,7 @@ TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
     const auto up = [](const std::string& name) {
         return call(monitor, R"({"write": {"{home}/)" + name + R"(": ""}}, )" + hang);
     };
-    start_sync(up("first") + up("second"));
+    start_sync(up("first") + up("second") + up("third"));
     EXPECT_EQ(pid(), -1);
     application.on_sync_started("/elsewhere"); // ignored
     EXPECT_EQ(application.get_sync_dir(), folder);
@@ -72,6 +72,14 @@ TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
     EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
     EXPECT_EQ(SkyfoldProbe::status_line(window()), "Sync: Starting...");
     EXPECT_FALSE(window().get_visible());
+    // Not hidden on purpose, and without an icon, as a renewed sign-in leaves it, it has to come back by
+    // itself.
+    application.quit_sync_process();
+    application.set_daemon_mode(false);
+    SkyfoldProbe::give_up_icon(window());
+    application.on_sync_started(folder);
+    ASSERT_TRUE(appears("third"));
+    EXPECT_TRUE(window().get_visible());
 }
 
 TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {

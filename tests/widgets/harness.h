@@ -66,6 +66,7 @@ struct ApplicationProbe {
 
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
+    static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
     static std::string status(Skyfold& window, const std::string& name) {

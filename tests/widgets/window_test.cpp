@@ -119,6 +119,7 @@ TEST_F(WindowTest, ToggleKeepsWhatItCannotReadAndLetsAStartGoOn) {
     testing::internal::CaptureStderr();
     window->on_file_sync_toggle_clicked(folder, false);
     window->on_file_sync_toggle_clicked(path, false);
+    window->on_file_sync_toggle_clicked(folder + "/a\nb", false);
     unsetenv("HOME");
     window->on_file_sync_toggle_clicked(path, false);
     setenv("HOME", home.path.c_str(), 1);
@@ -126,9 +127,13 @@ TEST_F(WindowTest, ToggleKeepsWhatItCannotReadAndLetsAStartGoOn) {
     EXPECT_EQ(testing::internal::GetCapturedStdout().find("Added to"), std::string::npos);
     for (const auto& line : {std::string("Cannot toggle sync for root directory\n"),
                              "Error toggling sync: could not read all of " + home.file(config) + ": ",
+                             std::string("Error toggling sync: a name with a line end fits no line of "),
                              std::string("Error toggling sync: HOME is not set\n")})
         EXPECT_NE(told.find(line), std::string::npos) << told;
     turn_for(0.3); // the refreshes
+    ApplicationProbe::config(application).set("sync_dir", folder + std::string("\0x", 2));
+    application.remove_account(true);
+    EXPECT_TRUE(std::filesystem::exists(folder)) << "not the folder that was shown";
 }
 
 TEST_F(WindowTest, OutsideProgramsGetEachNameAsItIs) {
