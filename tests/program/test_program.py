@@ -4,7 +4,7 @@
 import os
 import unittest
 
-from driver import HANG, DrivenProgram, clients, turn_until
+from driver import HANG, Atspi, DrivenProgram, clients, turn_until
 
 SURE = "Are you sure you want to remove your account?"
 ODD = "it's $(touch x)"  # a name that a shell must not read
@@ -17,6 +17,7 @@ class ProgramTest(DrivenProgram):
 
     def flip(self, name, then):
         """Flips a setting by the mouse, and reads what is then stored and shown."""
+        self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
         self.click("menu", "Settings")
         self.click("menu item", name)
         self.assertTrue(turn_until(lambda: then in self.settings().splitlines()), self.settings())
@@ -132,12 +133,10 @@ class ProgramTest(DrivenProgram):
         self.assertEqual([one[3:5] for one in received], [("Sync Settings Changed", f"Enabled sync for {ODD}")])
         self.assertEqual(received[0][6]["desktop-entry"], "org.skyfold")
 
-        self.press("frame", "Skyfold", "alt+F4")
-        self.assert_gone("frame", "Skyfold")
+        self.close("Skyfold")
         self.click_tray("3")
         self.click("menu item", "Show/Hide")
-        self.press("frame", "Skyfold", "alt+F4")
-        self.assert_gone("frame", "Skyfold")
+        self.close("Skyfold")
         self.assertTrue(clients())
         self.click_tray("3")
         self.click("menu item", "Exit")
@@ -157,6 +156,7 @@ class ProgramTest(DrivenProgram):
         program = self.start("--daemon")
         self.assert_says("DEBUG: Tray icon setup complete!")
         self.click_tray()
+        self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)
         self.click("menu", "Settings")
         switch = self.find("menu item", "Enable Sync")
         self.press("frame", "Skyfold", "Escape")
