@@ -14,9 +14,9 @@
 #include <csignal>
 #include <functional>
 #include <glibmm/main.h>
+#include <glibmm/regex.h>
 #include <gtest/gtest.h>
 #include <gtkmm/messagedialog.h>
-#include <regex>
 #include <thread>
 
 /// Turns the main loop until `done`, at most `seconds`; returns whether it came to be.
@@ -90,8 +90,10 @@ inline std::string says(const std::string& text) {
 /// end.
 inline std::string call(const std::string& arguments, const std::string& steps,
                         const std::string& option = "cut_short") {
-    return R"({"args": [")" + std::regex_replace(arguments, std::regex(" "), "\", \"") + R"("], ")" + option +
-           R"(": true, "steps": [)" + steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
+    const auto listed =
+        Glib::Regex::create(" ")->replace_literal(arguments, 0, R"(", ")", Glib::RegexMatchFlags{});
+    return R"({"args": [")" + listed.raw() + R"("], ")" + option + R"(": true, "steps": [)" +
+           steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
 }
 
 /// A home of its own and an application registered under it. Every test ends with the check that the client
