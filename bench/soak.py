@@ -21,7 +21,7 @@ import time
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/program"))
-import desktop  # noqa: E402
+import driver  # noqa: E402
 import soak_client  # noqa: E402
 
 FOLDER = pathlib.Path(os.environ["SKYFOLD_ISOLATED"]) / "soak"
@@ -181,7 +181,7 @@ class Soak:
         self.prepare()
         environment = {**os.environ, "PATH": f"{FOLDER}/bin:{os.environ['PATH']}", "SOAK_FOLDER": str(FOLDER),
                        "SOAK_LINES": str(lines), "SOAK_AFTER_RESYNC": ENDINGS}
-        self.tray = desktop.start_trayer()
+        self.tray = subprocess.Popen(driver.TRAYER, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         with (FOLDER / "stdout").open("wb") as out, (FOLDER / "stderr").open("wb") as errors:
             self.program = subprocess.Popen([program], env=environment, stdout=out, stderr=errors)
         self.output = Output(lines)
@@ -195,7 +195,7 @@ class Soak:
         (FOLDER / "next").write_text("clean")
         for number in range(soak_client.ENTRIES):
             (self.home / f"Cloud/entry-{number:02}").mkdir(parents=True)
-        desktop.make_home(self.home, f"sync_dir={self.home}/Cloud\nsync_enabled=true\n")
+        driver.make_home(self.home, f"sync_dir={self.home}/Cloud\nsync_enabled=true\n")
 
     def until(self, done, what):
         def seen():
@@ -203,7 +203,7 @@ class Soak:
             if self.program.poll() is not None:
                 raise Stuck(f"the program ended with {self.program.poll()} before {what}; {self.last_words()}")
             return done()
-        if not (result := desktop.turn_until(seen)):
+        if not (result := driver.turn_until(seen)):
             raise Stuck(f"waited in vain for {what}; {self.last_words()}")
         return result
 
@@ -214,39 +214,39 @@ class Soak:
 
     def reach(self):
         """Finds what is pressed later on; the buttons of a row are there for who points at it."""
-        desktop.Atspi.set_timeout(30000, 60000)
+        driver.Atspi.set_timeout(30000, 60000)
         self.until(lambda: self.output.said["tray"], "the tray icon")
-        self.icon = self.until(desktop.find_icon, "the icon's window")
+        self.icon = self.until(driver.find_icon, "the icon's window")
         self.point_at_tray()
         self.click_tray()
         self.sync_row, self.quit_item = (
-            self.until(lambda: desktop.accessible("menu item", name, None), name) for name in ("Enable Sync", "Quit"))
+            self.until(lambda: driver.accessible("menu item", name, None), name) for name in ("Enable Sync", "Quit"))
         self.rows = [self.buttons_of_row(f"entry-{number:02}") for number in range(soak_client.ENTRIES)]
         self.point_at_tray()
 
     def buttons_of_row(self, name):
-        row = desktop.accessible("list item", name)
+        row = driver.accessible("list item", name)
 
         def pointed_at():
-            place = row.get_extents(desktop.Atspi.CoordType.SCREEN)
+            place = row.get_extents(driver.Atspi.CoordType.SCREEN)
             if place.x > 0:  # again and again: the window may still be on its way to its place
                 subprocess.run(["xdotool", "mousemove", str(place.x + 99), str(place.y + 9)], check=True)
-            return [desktop.accessible("push button", name, below=row) for name in ("Force Sync", "Disable Sync")]
+            return [driver.accessible("push button", name, below=row) for name in ("Force Sync", "Disable Sync")]
         return self.until(lambda: all(found := pointed_at()) and found, f"the buttons of {name}")
 
     def point_at_tray(self):
         subprocess.run(["xdotool", "mousemove", "--window", self.icon, "6", "6"], check=True)
 
     def click_tray(self):
-        was_shown = bool(desktop.accessible("frame"))
+        was_shown = bool(driver.accessible("frame"))
         subprocess.run(["xdotool", "click", "1"], check=True)
-        self.until(lambda: bool(desktop.accessible("frame")) != was_shown, "the window to be shown or hidden")
+        self.until(lambda: bool(driver.accessible("frame")) != was_shown, "the window to be shown or hidden")
         self.clicks += 1
 
     def answer_dialogs(self):
         def answered():
-            dialog = desktop.accessible("alert")
-            if dialog and (button := desktop.accessible("push button", "OK", below=dialog)):
+            dialog = driver.accessible("alert")
+            if dialog and (button := driver.accessible("push button", "OK", below=dialog)):
                 button.do_action(0)
                 self.dialogs += 1
             return not dialog

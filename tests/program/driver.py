@@ -7,19 +7,70 @@ import os
 import pathlib
 import subprocess
 import tempfile
-import threading
+import time
 import unittest
 
-import desktop
-from desktop import Atspi, GLib, turn_until
-from gi.repository import Gio
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, Gio, GLib  # noqa: E402  pylint: disable=wrong-import-position
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
-NOTIFICATIONS = """<node><interface name="org.freedesktop.Notifications">
-<method name="GetCapabilities"><arg type="as" direction="out"/></method>
-<method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
-<arg type="a{sv}"/><arg type="i"/><arg type="u" direction="out"/></method></interface></node>"""
+TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
+NOTIFY = ('<node><interface name="org.freedesktop.Notifications"><method name="Notify">'
+          + "".join(f'<arg type="{kind}"/>' for kind in ("s", "u", "s", "s", "s", "as", "a{sv}", "i"))
+          + '<arg type="u" direction="out"/></method></interface></node>')
+
+
+def turn_until(done, seconds=40):
+    """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
+    end = time.monotonic() + seconds
+    while not (result := done()) and time.monotonic() < end:
+        while GLib.MainContext.default().iteration(False):
+            pass
+        time.sleep(0.02)
+    return result
+
+
+def search(node, role, name, state):
+    # A newer accessibility service says "button" for "push button".
+    if (node.get_role_name() in (role, role.replace("push ", "")) and name in (None, node.get_name())
+            and (state is None or node.get_state_set().contains(state))):
+        return node
+    found = (search(node.get_child_at_index(i), role, name, state) for i in range(node.get_child_count()))
+    return next(filter(None, found), None)
+
+
+def accessible(role, name=None, state=Atspi.StateType.SHOWING, below=None):
+    """The accessible of that role, name and state in the program, or in a part of it; None where there is none."""
+    desktop = Atspi.get_desktop(0)
+    desktop.clear_cache()
+    programs = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
+    try:
+        nodes = [below] if below else [one for one in programs if one and one.get_name() == "skyfold"]
+        return next(filter(None, (search(node, role, name, state) for node in nodes)), None)
+    except (AttributeError, GLib.Error):  # it went while it was read
+        return None
+
+
+def make_home(home, settings=None):
+    """The folders of the settings; with those of a person who has signed in."""
+    for name in ("skyfold", "onedrive"):
+        (home / ".config" / name).mkdir(parents=True, exist_ok=True)
+    if settings is not None:
+        (home / ".config/onedrive/refresh_token").write_text("t")
+        (home / ".config/skyfold/config").write_text(settings)
+
+
+def find_icon():
+    """The number of the icon's window. It can be told while nothing else shows under the program's name, be it a window
+    or the icon's tooltip."""
+    def alone():
+        shown = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
+                               stdout=subprocess.PIPE, check=False).stdout.split()
+        return shown[0] if len(shown) == 1 else None
+    return turn_until(alone)
 
 
 def clients():
@@ -32,8 +83,7 @@ class DrivenProgram(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.home = pathlib.Path(folder.name)
-        desktop.make_home(self.home)
-        self.lines = []
+        make_home(self.home)
 
     def write(self, below, text=""):
         path = self.home / below
@@ -42,7 +92,7 @@ class DrivenProgram(unittest.TestCase):
         return path
 
     def sign_in(self, settings=""):
-        desktop.make_home(self.home, settings)
+        make_home(self.home, settings)
 
     def expect_calls(self, *calls):
         """What the client must be asked, each as (arguments, steps, options...); that it was is checked at the end.
@@ -58,35 +108,50 @@ class DrivenProgram(unittest.TestCase):
             self.assertEqual((done.returncode, done.stdout), (0, ""))
         self.addCleanup(check)
 
-    def start(self, *arguments, stdout=subprocess.PIPE, **environment):
+    def spawn(self, *command, stdout=None, **options):
+        """Starts a process, which ends with the test, and the file for what it prints."""
+        log = self.home / f"log-{time.monotonic_ns()}"
+        with log.open("wb") as out:
+            child = subprocess.Popen(command, stdout=stdout or out, stderr=subprocess.STDOUT, **options)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)  # the last one runs first
+        return child, log
+
+    def start(self, *arguments, stdout=None, **environment):
         merged = {**os.environ, "HOME": str(self.home), "PATH": f"{CLIENT.parent}:{os.environ['PATH']}",
                   "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
         merged = {name: value for name, value in merged.items() if value is not None}
-        program = subprocess.Popen([os.environ["SKYFOLD"], *arguments], env=merged, text=True, errors="replace",
-                                   stdout=stdout, stderr=subprocess.STDOUT)
-        self.addCleanup(program.wait)
-        if program.stdout:
-            reader = threading.Thread(target=lambda: self.lines.extend(iter(program.stdout.readline, "")))
-            reader.start()
-            for clean_up in (program.stdout.close, reader.join):
-                self.addCleanup(clean_up)
-        self.addCleanup(program.kill)  # the last one runs first
+        program, self.log = self.spawn(os.environ["SKYFOLD"], *arguments, stdout=stdout, env=merged)
         return program
 
-    def count(self, text):
-        return sum(text in line for line in list(self.lines))
+    def start_beside_tray(self, *arguments):
+        self.spawn(*TRAYER)
+        program = self.start(*arguments)
+        self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
+        return program
+
+    def start_with_window(self, *arguments):
+        """Shows the window by a click on the icon."""
+        program = self.start_beside_tray(*arguments)
+        self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
+        self.click_tray()
+        self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
+        return program
+
+    def said(self):
+        return self.log.read_text(errors="replace")
 
     def assert_says(self, text, times=1):
-        self.assertTrue(turn_until(lambda: self.count(text) >= times),
-                        f"{text!r} not {times} times in {self.lines[-20:]}")
+        self.assertTrue(turn_until(lambda: self.said().count(text) >= times),
+                        f"{text!r} not {times} times in {self.said()[-2000:]}")
 
     def assert_ends(self, program, status):
-        self.assertTrue(turn_until(lambda: program.poll() is not None), self.lines[-5:])
+        self.assertTrue(turn_until(lambda: program.poll() is not None), self.said()[-500:])
         self.assertEqual(program.returncode, status)
         self.assertTrue(turn_until(lambda: not clients()), "a client outlives the program")
 
     def accessible(self, role, name, state=Atspi.StateType.SHOWING):
-        return desktop.accessible(role, name, state)
+        return accessible(role, name, state)
 
     def find(self, role, name, state=Atspi.StateType.SHOWING):
         found = turn_until(lambda: self.accessible(role, name, state))
@@ -100,6 +165,10 @@ class DrivenProgram(unittest.TestCase):
         """Presses keys as soon as the window of that role and name has the keyboard."""
         self.find(role, name, Atspi.StateType.ACTIVE)
         subprocess.run(["xdotool", "key", *keys], check=True)
+
+    def dismiss(self, name, key="Return"):
+        self.press("alert", name, key)
+        self.assert_gone("alert", name)
 
     def close(self, name):
         """Closes a window from the keyboard. The window manager may miss a key while it is still busy with a window
@@ -124,25 +193,17 @@ class DrivenProgram(unittest.TestCase):
     def serve_notifications(self):
         received = []
 
-        def called(_connection, _sender, _path, _interface, method, arguments, call):
-            if method == "Notify":
-                received.append(arguments.unpack())
-            call.return_value(GLib.Variant("(as)", ([],)) if method == "GetCapabilities" else GLib.Variant("(u)", (1,)))
+        def called(*told):
+            received.append(told[5].unpack())
+            told[6].return_value(GLib.Variant("(u)", (1,)))
         bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-        interface = Gio.DBusNodeInfo.new_for_xml(NOTIFICATIONS).interfaces[0]
-        registration = bus.register_object("/org/freedesktop/Notifications", interface, called, None, None)
-        self.addCleanup(bus.unregister_object, registration)
-        name = Gio.bus_own_name_on_connection(bus, "org.freedesktop.Notifications", Gio.BusNameOwnerFlags.NONE)
-        self.addCleanup(Gio.bus_unown_name, name)
+        interface = Gio.DBusNodeInfo.new_for_xml(NOTIFY).interfaces[0]
+        bus.register_object("/org/freedesktop/Notifications", interface, called, None, None)
+        Gio.bus_own_name_on_connection(bus, "org.freedesktop.Notifications", Gio.BusNameOwnerFlags.NONE)
         return received
-
-    def start_trayer(self):
-        tray = desktop.start_trayer()
-        self.addCleanup(tray.wait)
-        self.addCleanup(tray.kill)
 
     def click_tray(self, button="1"):
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
-        icon = desktop.find_icon()
+        icon = find_icon()
         self.assertTrue(icon, "the icon's tooltip stays")
         subprocess.run(["xdotool", "mousemove", "--window", icon, "6", "6", "click", button], check=True)

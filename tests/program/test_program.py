@@ -4,10 +4,11 @@
 import os
 import unittest
 
-from driver import HANG, Atspi, DrivenProgram, clients, turn_until
+from driver import HANG, TRAYER, Atspi, DrivenProgram, clients, turn_until
 
 SURE = "Are you sure you want to remove your account?"
 ODD = "it's $(touch x)"  # a name that a shell must not read
+TERMINATED = "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> {}\n<b>Output:</b>\n{}"
 FILES = "Do you also want to delete the local OneDrive files?"
 
 
@@ -40,7 +41,6 @@ class ProgramTest(DrivenProgram):
             ([], None, {"WAYLAND_DISPLAY": "gone", "GDK_BACKEND": "wayland"}, "ERROR: Skyfold needs a display: ", 1),
         ]:
             with self.subTest(text):
-                self.lines.clear()
                 if settings is not None:
                     self.sign_in(settings)
                 self.assert_ends(self.start(*arguments, **environment), status)
@@ -74,8 +74,7 @@ class ProgramTest(DrivenProgram):
         (own_path / "pkill").chmod(0o755)
         program = self.start("--daemon", PATH=f"{own_path}:/usr/bin:/bin")
         self.assert_says("ERROR: Sync process exited with code 127")
-        self.press("alert", "Sync Process Error", "Return")
-        self.assert_gone("alert", "Sync Process Error")
+        self.dismiss("Sync Process Error")
         self.assert_says("ERROR: Tray icon failed to embed after retry")
         self.assert_says("There is no notification area for the icon")
         self.assertIsNone(turn_until(lambda: self.accessible("frame", "Skyfold"), 0.5), "nobody asked for the window")
@@ -95,13 +94,9 @@ class ProgramTest(DrivenProgram):
             (["--display-sync-status"], [{"print": "notes.txt: synced\n"}], "repeat"),
             (["--display-config"], [{"print": f'skip_dir = "{ODD}"\n'}], "repeat"))
         received = self.serve_notifications()
-        self.start_trayer()
-        program = self.start()
-        self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
+        program = self.start_with_window()
         self.assert_says("DEBUG: Async file status update complete.")
-        self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
         self.assertFalse(lock.exists())
-        self.click_tray()
         for role, name in [("label", "Sync: Downloading \u2014 notes.txt"), ("label", "Downloading"),
                            ("label", "Skipped"), ("list item", ODD)]:
             self.find(role, name)
@@ -115,7 +110,8 @@ class ProgramTest(DrivenProgram):
         self.assertTrue(turn_until(lambda: "3 completed" in (self.home / "scenario.state").read_text()))
         self.point("list item", "notes.txt")
         self.click("push button", "Disable Sync")
-        self.assertTrue(turn_until(lambda: config.read_text() == f'skip_dir = "{ODD}", "notes.txt"\n'), config.read_text())
+        left_out = f'skip_dir = "{ODD}", "notes.txt"\n'
+        self.assertTrue(turn_until(lambda: config.read_text() == left_out), config.read_text())
         self.assert_says("DEBUG: Launching: ", 2)
         self.assert_says("ERROR: Sync process exited with code -1")
         self.assertIsNone(self.accessible("alert", "Sync Process Error"), "of a client that was replaced")
@@ -152,53 +148,43 @@ class ProgramTest(DrivenProgram):
             (start, [{"wait_for": "{home}/go"}, {"print": "... a --resync is required\n"}, {"exit": 0}]),
             ([*start, "--resync", "--resync-auth"], [{"print": "--resync needed \u00fc\udcff\0"}, {"exit": 126}]),
             (start, [{"exit": 5}]), self.monitor(folder, {"print": "Uploading: a ... 5%\n"}, HANG))
-        self.start_trayer()
-        program = self.start("--daemon")
-        self.assert_says("DEBUG: Tray icon setup complete!")
-        self.click_tray()
-        self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)
+        program = self.start_with_window("--daemon")
         self.click("menu", "Settings")
         switch = self.find("menu item", "Enable Sync")
         self.press("frame", "Skyfold", "Escape")
         self.write("go")
-        self.find("label", "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> 126\n<b>Output:</b>\n"
-                           "--resync needed \u00fc\ufffd\ufffd")
+        self.find("label", TERMINATED.format(126, "--resync needed \u00fc\ufffd\ufffd"))
         switch.do_action(0)  # as a screen reader does it; the pointer does not get past the dialog
         self.assert_says("ERROR: Sync process exited with code 5")
-        self.press("alert", "Sync Process Error", "Return")
-        self.assert_gone("alert", "Sync Process Error")
+        self.dismiss("Sync Process Error")
         self.flip("Enable Sync", "sync_enabled=true")
         self.find("label", "Uploading")
         switch.do_action(0)
         self.find("label", "Sync: Stopped")
         self.assertIn("sync_enabled=false", self.settings())
-        self.find("label", "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> -1\n<b>Output:</b>\n"
-                           "Uploading: a ... 5%\n")
-        self.press("alert", "Sync Process Error", "Return")
+        self.find("label", TERMINATED.format(-1, "Uploading: a ... 5%\n"))
+        self.dismiss("Sync Process Error")
         self.press("frame", "Skyfold", "q")
         self.assert_ends(program, 0)
 
     def test_sign_in_that_fails_is_tried_once_more(self):
-        self.expect_calls((["--display-quota", "--verbose"], [{"print": "You will need to issue a --reauth"}, {"exit": 1}]),
-                          (["--reauth", "--verbose"], [{"print": "AADSTS70000, or all is well\0\udcff"}]))
+        self.expect_calls(
+            (["--display-quota", "--verbose"], [{"print": "You will need to issue a --reauth"}, {"exit": 1}]),
+            (["--reauth", "--verbose"], [{"print": "AADSTS70000, or all is well\0\udcff"}]))
         program = self.start()
         self.find("label", "Login failed.\n\nExit Code: 0\n\nClient Output:\nAADSTS70000, or all is well\ufffd\ufffd")
-        self.press("alert", "Login Error", "Return")
+        self.dismiss("Login Error")
         self.assert_ends(program, 0)
 
     def test_sign_in_that_the_client_asks_for_is_not_disturbed(self):
         folder = self.write("Cloud/a").parent
         self.sign_in(f"autostart=false\nsync_dir={folder}\nsync_enabled=yes\n")
         self.expect_calls(
-            (["--monitor", "--syncdir", str(folder)], [{"wait_for": "{home}/go"}, {"print": "one of many lines\n", "times": 4000},
-                                                       {"print": "AADSTS70000: the last words"}, {"exit": 1}]),
+            (self.monitor(folder)[0], [{"wait_for": "{home}/go"}, {"print": "one of many lines\n" * 4000},
+                                       {"print": "AADSTS70000: the last words"}, {"exit": 1}]),
             (["--reauth", "--verbose"], [{"write": {"{home}/asked": ""}}, {"wait_for": "{home}/end"}]),
             self.monitor("typed", {"print": "Syncing\n"}, HANG))
-        self.start_trayer()
-        program = self.start()
-        self.assert_says("DEBUG: Tray icon setup complete!")
-        self.click_tray()
-        self.find("frame", "Skyfold")
+        program = self.start_with_window()
         self.write("go")
         self.assertTrue(turn_until((self.home / "asked").exists))
         self.flip("Enable Sync", "sync_enabled=true")
@@ -208,28 +194,26 @@ class ProgramTest(DrivenProgram):
         self.press("frame", "Configure Sync Directory", "End", "shift+Home", *"typed")
         self.click("push button", "Start Sync")
         self.assert_says("[SYNC] Syncing")
-        self.assertEqual(self.count("DEBUG: Launching: "), 2)
+        self.assertEqual(self.said().count("DEBUG: Launching: "), 2)
         program.terminate()
         self.assert_ends(program, 0)
 
     def test_account_is_removed_after_two_questions(self):
         for answer, kept in [("Escape", True), ("alt+y", False)]:
-            self.lines.clear()
             folder = self.write("Cloud/Private/x").parents[1]
             token = self.home / ".config/onedrive/refresh_token"
             self.sign_in(f"sync_dir={folder}\nsync_enabled=false\n")
             program = self.start()
             if kept:
                 self.assert_says("retrying in 2 seconds...")
-                self.start_trayer()
+                self.spawn(*TRAYER)
                 self.assert_says("DEBUG: Tray icon embedded on second check!")
             self.assert_says("DEBUG: Tray icon setup complete!")
             self.click_tray()
             self.press("frame", "Skyfold", "a")
             self.press("dialog", "About Skyfold", "Escape")
             self.press("frame", "Skyfold", "r")
-            self.press("alert", SURE, "Escape")
-            self.assert_gone("alert", SURE)
+            self.dismiss(SURE, "Escape")
             self.assertTrue(token.exists(), "closing the question is no")
             self.press("frame", "Skyfold", "r")
             self.press("alert", SURE, "alt+y")
@@ -237,7 +221,7 @@ class ProgramTest(DrivenProgram):
             self.assert_ends(program, 0)
             self.assertFalse(token.exists())
             self.assertEqual((folder / "Private/x").exists(), kept)
-            self.assertFalse(self.count("DEBUG: Launching: "))
+            self.assertNotIn("DEBUG: Launching: ", self.said())
 
 
 if __name__ == "__main__":

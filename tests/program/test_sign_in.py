@@ -1,9 +1,7 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""Signing in end to end: the built program, the real web engine, and a double of the identity host over HTTPS.
-
-Usage: test_sign_in.py RUNNER     runs RUNNER over the cases within mounts and a network of its own, where the host's name
-                                  leads to the loopback and only a throwaway authority is trusted
+"""Signing in end to end: the built program, the real web engine, and a double of the identity host over HTTPS. It runs
+itself again in mounts and a network of its own, where the host's name leads to the loopback and one authority is trusted.
 """
 import base64
 import hashlib
@@ -29,6 +27,7 @@ AUTHORISE, NATIVE, TOKEN = (f"/common/oauth2/{end}" for end in ("v2.0/authorize"
 CODE, GREEN = "M.C5%21x*", (32, 112, 64)
 REDIRECT = f"https://{HOST}{NATIVE}?code={CODE}&session_state=7"
 ADDRESS = f"https://{HOST}{AUTHORISE}?client_id=d50c-83f&redirect_uri={quote(f'https://{HOST}{NATIVE}', safe='')}"
+OWN_TOKEN = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}  # a step of the client
 PAGE = f"""<button onclick="location='{REDIRECT}'" style="position:fixed; inset:0; width:100%; border:0; color:white;
 background:rgb{GREEN}; font:9vmin sans-serif">Sign in<br><br>as anyone</button>"""
 
@@ -87,7 +86,7 @@ class SignInTest(DrivenProgram):
 
     def assert_refused(self, program, text):
         self.find("label", text)
-        self.press("alert", "Login Error", "Return")
+        self.dismiss("Login Error")
         self.assert_ends(program, 0)
         self.assertFalse((self.home / ".config/onedrive/refresh_token").exists())
 
@@ -109,32 +108,31 @@ class SignInTest(DrivenProgram):
         program, seen = self.sign_in_by({AUTHORISE: (200, PAGE, ""), TOKEN: (200, reply, "")}, ADDRESS, HANG)
         root = Gdk.get_default_root_window()
         x, y = root.get_width() // 2, root.get_height() // 2  # the page is a button all over
-        drawn = turn_until(lambda: Gdk.pixbuf_get_from_window(root, x, y, 1, 1).get_pixels()[:3] == bytes(GREEN), 40)
-        self.assertTrue(drawn, self.lines[-5:])
+        self.assertTrue(turn_until(lambda: bytes(GREEN) == Gdk.pixbuf_get_from_window(root, x, y, 1, 1).get_pixels()[:3]),
+                        self.said()[-500:])
         subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True)
         self.assert_signed_in(program, "M.R3-\u00e9*!".encode())
         self.assert_redeemed(seen)
 
     def test_hand_back_to_the_client(self):
-        token = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}
-        # Neither what only names the redirect nor one that answers nothing is captured, and the right one is not loaded.
-        way = {AUTHORISE: (302, "", f"/elsewhere?to={REDIRECT}"), NATIVE: (200, f"<script>location='{REDIRECT}'</script>", ""),
-               "/elsewhere": (200, f"<script>location='{NATIVE}?state=1'</script>", "")}
-        program, seen = self.sign_in_by(way, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, token)
+        # Neither what only names the redirect nor one without an answer is captured, and the right one is not loaded.
+        way = {AUTHORISE: (302, "", f"/elsewhere?to={REDIRECT}"),
+               "/elsewhere": (200, f"<script>location='{NATIVE}?state=1'</script>", ""),
+               NATIVE: (200, f"<script>location='{REDIRECT}'</script>", "")}
+        program, seen = self.sign_in_by(way, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, OWN_TOKEN)
         self.assert_signed_in(program, b"its own")
         self.assertEqual([path.partition("?")[2][:4] for command, path, *_ in seen if path != "/favicon.ico"],
                          ["clie", "to=h", "stat"])
 
     def test_closing_the_window_gives_up(self):
         program, _seen = self.sign_in_by({AUTHORISE: (200, PAGE, "")}, ADDRESS, HANG)
-        self.press("frame", "OneDrive Login", "alt+F4")
+        self.close("OneDrive Login")
         self.assert_ends(program, 0)
 
     def test_page_that_moves_on_after_the_client_has_signed_in_counts_no_more(self):
-        page = f"<script>setInterval(async () => {{ if ((await fetch('/late')).ok) location = '{REDIRECT}' }}, 50)</script>"
-        answers = {AUTHORISE: (200, page, "")}
-        token = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}
-        program, seen = self.sign_in_by(answers, ADDRESS, {"wait_for": "{home}/go"}, token)
+        late = f"async () => {{ if ((await fetch('/late')).ok) location = '{REDIRECT}' }}"
+        answers = {AUTHORISE: (200, f"<script>setInterval({late}, 50)</script>", "")}
+        program, seen = self.sign_in_by(answers, ADDRESS, {"wait_for": "{home}/go"}, OWN_TOKEN)
         self.find("frame", "OneDrive Login")
         self.write("go")
         self.find("push button", "Start Sync")
