@@ -13,14 +13,11 @@ import unittest
 import gi
 
 gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, Gio, GLib  # noqa: E402  pylint: disable=wrong-import-position
+from gi.repository import Atspi, GLib  # noqa: E402  pylint: disable=wrong-import-position
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
-NOTIFY = ('<node><interface name="org.freedesktop.Notifications"><method name="Notify">'
-          + "".join(f'<arg type="{kind}"/>' for kind in ("s", "u", "s", "s", "s", "as", "a{sv}", "i"))
-          + '<arg type="u" direction="out"/></method></interface></node>')
 
 
 def turn_until(done, seconds=40):
@@ -84,6 +81,7 @@ class DrivenProgram(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.home = pathlib.Path(folder.name)
         make_home(self.home)
+        self.cloud = self.home / "Cloud"
 
     def write(self, below, text=""):
         path = self.home / below
@@ -91,7 +89,11 @@ class DrivenProgram(unittest.TestCase):
         path.write_text(text)
         return path
 
-    def sign_in(self, settings=""):
+    def sign_in(self, settings="", entry=None):
+        """Makes it the home of a person who has signed in, with a folder where there is to be an entry in it."""
+        if entry:
+            self.write(f"Cloud/{entry}")
+            settings = f"sync_dir={self.cloud}\n{settings}"
         make_home(self.home, settings)
 
     def expect_calls(self, *calls):
@@ -189,18 +191,6 @@ class DrivenProgram(unittest.TestCase):
 
     def click(self, role, name):
         self.point(role, name, "click", "1")
-
-    def serve_notifications(self):
-        received = []
-
-        def called(*told):
-            received.append(told[5].unpack())
-            told[6].return_value(GLib.Variant("(u)", (1,)))
-        bus = Gio.bus_get_sync(Gio.BusType.SESSION)
-        interface = Gio.DBusNodeInfo.new_for_xml(NOTIFY).interfaces[0]
-        bus.register_object("/org/freedesktop/Notifications", interface, called, None, None)
-        Gio.bus_own_name_on_connection(bus, "org.freedesktop.Notifications", Gio.BusNameOwnerFlags.NONE)
-        return received
 
     def click_tray(self, button="1"):
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)

@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """The built program, started and used as by a person, with the scripted client behind it."""
 import os
+import re
 import unittest
 
 from driver import HANG, TRAYER, Atspi, DrivenProgram, clients, turn_until
@@ -25,8 +26,8 @@ class ProgramTest(DrivenProgram):
         self.press("frame", "Skyfold", "Escape")
         self.assert_gone("menu item", name)
 
-    def monitor(self, folder, *steps):
-        return ["--monitor", "--syncdir", str(folder)], [*steps], "cut_short"
+    def monitor(self, *steps, folder=None):
+        return ["--monitor", "--syncdir", str(folder or self.cloud)], [*steps], "cut_short"
 
     def test_starts_that_end_at_once(self):
         for arguments, settings, environment, text, status in [
@@ -59,7 +60,7 @@ class ProgramTest(DrivenProgram):
         self.assert_ends(program, 0)
 
     def test_without_notification_area_the_window_opens_by_itself(self):
-        self.sign_in(f"sync_dir={self.write('Cloud/a').parent}\nsync_enabled=false\n")
+        self.sign_in("sync_enabled=false\n", "a")
         program = self.start()
         self.assert_says("DEBUG: Application::on_activate() - END")
         self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
@@ -68,8 +69,7 @@ class ProgramTest(DrivenProgram):
         self.assert_ends(program, 0)
 
     def test_missing_client_and_notification_area_are_reported_in_daemon_mode(self):
-        folder = self.write("Cloud/a").parent
-        self.sign_in(f"sync_dir={folder}\n")
+        self.sign_in(entry="a")
         own_path = self.write("bin/pkill", "#!/bin/sh\n").parent
         (own_path / "pkill").chmod(0o755)
         program = self.start("--daemon", PATH=f"{own_path}:/usr/bin:/bin")
@@ -83,17 +83,16 @@ class ProgramTest(DrivenProgram):
         self.assert_says("DEBUG: Application shutting down")
 
     def test_day_with_the_window_and_the_icon(self):
-        folder = self.write(f"Cloud/{ODD}/x").parents[1]
-        self.write("Cloud/notes.txt")
-        self.sign_in(f"sync_dir={folder}\n")
+        self.write(f"Cloud/{ODD}/x")
+        self.sign_in(entry="notes.txt")
         config = self.write(".config/onedrive/config", f'skip_dir = "{ODD}"\n')
         lock = self.write(".config/onedrive/.lock")
         self.expect_calls(
-            self.monitor(folder, {"print": "Downloading file: ./notes.txt ... \n"}, HANG),
-            self.monitor(folder, HANG), self.monitor(folder, HANG), (["--synchronize", "--single-directory", ODD], []),
+            self.monitor({"print": "Downloading file: ./notes.txt ... \n"}, HANG),
+            self.monitor(HANG), self.monitor(HANG), (["--synchronize", "--single-directory", ODD], []),
             (["--display-sync-status"], [{"print": "notes.txt: synced\n"}], "repeat"),
             (["--display-config"], [{"print": f'skip_dir = "{ODD}"\n'}], "repeat"))
-        received = self.serve_notifications()
+        _monitor, bus = self.spawn("dbus-monitor", "interface=org.freedesktop.Notifications")
         program = self.start_with_window()
         self.assert_says("DEBUG: Async file status update complete.")
         self.assertFalse(lock.exists())
@@ -125,9 +124,9 @@ class ProgramTest(DrivenProgram):
         self.click("menu item", "Enable Sync")
         self.assert_says("DEBUG: Launching: ", 3)
         self.assertEqual(config.read_text(), 'skip_dir = "notes.txt"\n')
-        self.assertTrue(turn_until(lambda: received))
-        self.assertEqual([one[3:5] for one in received], [("Sync Settings Changed", f"Enabled sync for {ODD}")])
-        self.assertEqual(received[0][6]["desktop-entry"], "org.skyfold")
+        self.assertTrue(turn_until(lambda: "org.skyfold" in bus.read_text()), bus.read_text())
+        self.assertEqual(re.findall(r'string "(Sync|\w+ sync for)(.*)"', bus.read_text()),
+                         [("Sync", " Settings Changed"), ("Enabled sync for", f" {ODD}")])
 
         self.close("Skyfold")
         self.click_tray("3")
@@ -141,13 +140,12 @@ class ProgramTest(DrivenProgram):
 
     def test_failures_of_the_client(self):
         """The second one comes while the first one is still shown; the switch stops the third client."""
-        folder = self.write("Cloud/a").parent
-        self.sign_in(f"sync_dir={folder}\n")
-        start, _steps, _so = self.monitor(folder)
+        self.sign_in(entry="a")
+        start = self.monitor()[0]
         self.expect_calls(
             (start, [{"wait_for": "{home}/go"}, {"print": "... a --resync is required\n"}, {"exit": 0}]),
             ([*start, "--resync", "--resync-auth"], [{"print": "--resync needed \u00fc\udcff\0"}, {"exit": 126}]),
-            (start, [{"exit": 5}]), self.monitor(folder, {"print": "Uploading: a ... 5%\n"}, HANG))
+            (start, [{"exit": 5}]), self.monitor({"print": "Uploading: a ... 5%\n"}, HANG))
         program = self.start_with_window("--daemon")
         self.click("menu", "Settings")
         switch = self.find("menu item", "Enable Sync")
@@ -177,13 +175,12 @@ class ProgramTest(DrivenProgram):
         self.assert_ends(program, 0)
 
     def test_sign_in_that_the_client_asks_for_is_not_disturbed(self):
-        folder = self.write("Cloud/a").parent
-        self.sign_in(f"autostart=false\nsync_dir={folder}\nsync_enabled=yes\n")
+        self.sign_in("autostart=false\nsync_enabled=yes\n", "a")
         self.expect_calls(
-            (self.monitor(folder)[0], [{"wait_for": "{home}/go"}, {"print": "one of many lines\n" * 4000},
+            (self.monitor()[0], [{"wait_for": "{home}/go"}, {"print": "one of many lines\n" * 4000},
                                        {"print": "AADSTS70000: the last words"}, {"exit": 1}]),
             (["--reauth", "--verbose"], [{"write": {"{home}/asked": ""}}, {"wait_for": "{home}/end"}]),
-            self.monitor("typed", {"print": "Syncing\n"}, HANG))
+            self.monitor({"print": "Syncing\n"}, HANG, folder="typed"))
         program = self.start_with_window()
         self.write("go")
         self.assertTrue(turn_until((self.home / "asked").exists))
@@ -200,9 +197,8 @@ class ProgramTest(DrivenProgram):
 
     def test_account_is_removed_after_two_questions(self):
         for answer, kept in [("Escape", True), ("alt+y", False)]:
-            folder = self.write("Cloud/Private/x").parents[1]
             token = self.home / ".config/onedrive/refresh_token"
-            self.sign_in(f"sync_dir={folder}\nsync_enabled=false\n")
+            self.sign_in("sync_enabled=false\n", "Private/x")
             program = self.start()
             if kept:
                 self.assert_says("retrying in 2 seconds...")
@@ -220,7 +216,7 @@ class ProgramTest(DrivenProgram):
             self.press("alert", FILES, answer)
             self.assert_ends(program, 0)
             self.assertFalse(token.exists())
-            self.assertEqual((folder / "Private/x").exists(), kept)
+            self.assertEqual((self.cloud / "Private/x").exists(), kept)
             self.assertNotIn("DEBUG: Launching: ", self.said())
 
 
