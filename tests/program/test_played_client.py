@@ -81,6 +81,7 @@ class StandInTest(DrivenProgram):
                       self.call("--display-sync-status")[1])
         code, printed = self.call(*SINGLE)
         warning = f"WARNING: changed on both sides and left alone: {REPORT}\n".encode()
+        self.assertIn(warning, printed)
         self.assert_recorded("h-single-changes", 0, (code, printed.replace(warning, b"", 1)))
         for side in (self.cloud, self.local):
             self.assertEqual((side / REPORT).read_text(), f"{side.name}/{REPORT}")

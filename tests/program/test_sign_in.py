@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 """Signing in end to end: the built program, the real web engine, and a double of the identity host over HTTPS. It runs
-itself again in mounts and a network of its own, where the host's name leads to the loopback and one authority is trusted.
+itself again in mounts and a network of its own, where the host's name leads to the loopback, and trusts one authority.
 """
 import base64
 import hashlib
@@ -24,7 +24,8 @@ REDIRECT = f"https://{HOST}{NATIVE}?code={CODE}&session_state=7"
 ADDRESS = f"https://{HOST}{AUTHORISE}?client_id=d50c-83f&redirect_uri={quote(f'https://{HOST}{NATIVE}', safe='')}"
 OWN_TOKEN = {"write": {"{home}/.config/onedrive/refresh_token": "its own"}}  # a step of the client
 # Tells when it is drawn, and takes a click anywhere.
-PAGE = f"""<body style="height:100vh" onload="requestAnimationFrame(() => fetch('/drawn'))" onclick="location='{REDIRECT}'">"""
+PAGE = f"""<body style="height:100vh" onload="requestAnimationFrame(() => fetch('/drawn'))"
+onclick="location='{REDIRECT}'">"""
 
 # A resolver asked for usable addresses leaves IPv4 out where 127.0.0.1 is the only address of the machine.
 BUILD = f"""set -e; cd "$AUTHORITY"; ip link set lo up; ip address add 127.0.0.2/8 dev lo
@@ -79,11 +80,13 @@ class SignInTest(DrivenProgram):
         program.terminate()
         self.assert_ends(program, 0)
 
-    def assert_refused(self, program, text):
+    def assert_refused(self, text, answers):
+        program, seen = self.sign_in_by(answers, ADDRESS, HANG)
         self.find("label", text)
         self.dismiss("Login Error")
         self.assert_ends(program, 0)
         self.assertFalse((self.home / ".config/onedrive/refresh_token").exists())
+        return seen
 
     def assert_redeemed(self, seen):
         """One token request, which fits the address that the page was asked for, escape by escape."""
@@ -135,14 +138,12 @@ class SignInTest(DrivenProgram):
 
     def test_refused_exchange(self):
         reply = '{"error": "invalid_grant",\n "error_description": "AADSTS70008: <old> & expired"}'
-        program, seen = self.sign_in_by({TOKEN: (400, reply, "")}, ADDRESS, HANG)
-        self.assert_refused(program, f"Token exchange failed (HTTP 400).\n\nServer response:\n{reply}")
-        self.assert_redeemed(seen)
+        text = f"Token exchange failed (HTTP 400).\n\nServer response:\n{reply}"
+        self.assert_redeemed(self.assert_refused(text, {TOKEN: (400, reply, "")}))
 
     def test_refused_sign_in(self):
-        redirect = REDIRECT.partition("?")[0] + "?error=access_denied"
-        program, _seen = self.sign_in_by({AUTHORISE: (302, "", redirect)}, ADDRESS, HANG)
-        self.assert_refused(program, "Could not extract authorization code from redirect URL.")
+        self.assert_refused("Could not extract authorization code from redirect URL.",
+                            {AUTHORISE: (302, "", f"https://{HOST}{NATIVE}?error=access_denied")})
 
 
 def enter_walls(arguments):
