@@ -9,11 +9,12 @@
 #include <gtest/gtest.h>
 #include <string>
 
+namespace fs = std::filesystem;
+
 /// One recording from tests/recordings, byte for byte.
 inline std::string recorded(const std::string& name) {
     const auto text = read_file(std::string(RECORDINGS) + "/" + name);
-    if (!text)
-        ADD_FAILURE() << "no recording " << name;
+    EXPECT_TRUE(text) << "no recording " << name;
     return text.value_or("");
 }
 
@@ -21,23 +22,23 @@ inline std::string recorded(const std::string& name) {
 class TestHome {
   public:
     TestHome() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "skyfold-test-XXXXXX").string();
+        std::string pattern = (fs::temp_directory_path() / "skyfold-test-XXXXXX").string();
         path = mkdtemp(pattern.data());
-        std::filesystem::create_directories(path / ".config/skyfold");
-        std::filesystem::create_directories(path / ".config/onedrive");
+        fs::create_directories(path / ".config/skyfold");
+        fs::create_directories(path / ".config/onedrive");
         setenv("HOME", path.c_str(), 1);
     }
     TestHome(const TestHome&) = delete;
-    ~TestHome() { std::filesystem::remove_all(path); }
+    ~TestHome() { fs::remove_all(path); }
 
     [[nodiscard]] std::string file(const std::string& below) const { return (path / below).string(); }
     [[nodiscard]] std::string read(const std::string& below) const {
         return read_file(file(below)).value_or("(no such file)");
     }
     void write(const std::string& below, const std::string& text) const {
-        std::filesystem::create_directories((path / below).parent_path());
+        fs::create_directories((path / below).parent_path());
         EXPECT_TRUE(replace_file(file(below), text)) << below;
     }
 
-    std::filesystem::path path;
+    fs::path path;
 };

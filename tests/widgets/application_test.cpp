@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
-// The two children of the application: who of them is heard, and what their ends lead to.
+// The two children of the application: who of them is heard, and what their ends lead to. And any child.
 #include "auth/token_exchange.h"
 #include "harness.h"
+#include "process/child_process.h"
+
+#include <atomic>
 
 namespace {
 const std::string monitor = "--monitor --syncdir {home}/OneDrive";
-const std::string queries = call("--display-sync-status", "", "repeat"); // as often as the window likes
 
 class ApplicationTest : public ShellTest {
   protected:
     void start_sync(const std::string& calls) {
-        expect_calls(calls + queries);
-        std::filesystem::create_directories(folder + "/a");
+        expect_calls(calls + call("--display-sync-status", "", "repeat"));
+        fs::create_directories(folder + "/a");
         application.on_sync_started(folder);
     }
 
@@ -41,7 +43,6 @@ TEST_F(ApplicationTest, RestartIsOneThing) {
             application.toggle_sync();
             ASSERT_TRUE(turn_until([this] { return pid() > 0; }) && ends(stopped));
             turn_for(0.1);
-            EXPECT_NE(pid(), stopped);
             EXPECT_TRUE(ApplicationProbe::watch(application).connected());
             EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
             EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
@@ -54,10 +55,8 @@ TEST_F(ApplicationTest, RestartIsOneThing) {
 // Started at login the window is there, hidden, and must not say that nothing runs.
 TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
     application.set_daemon_mode(true);
-    const auto up = [](const std::string& name) {
-        return call(monitor, R"({"write": {"{home}/)" + name + R"(": ""}}, )" + hang);
-    };
-    start_sync(up("first") + up("second") + up("third"));
+    start_sync(call(monitor, marks("first") + hang) + call(monitor, marks("second") + hang) +
+               call(monitor, marks("third") + hang));
     EXPECT_EQ(pid(), -1);
     application.on_sync_started("/elsewhere"); // ignored
     EXPECT_EQ(application.get_sync_dir(), folder);
@@ -72,8 +71,7 @@ TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
     EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
     EXPECT_EQ(SkyfoldProbe::status_line(window()), "Sync: Starting...");
     EXPECT_FALSE(window().get_visible());
-    // Not hidden on purpose, and without an icon, as a renewed sign-in leaves it, it has to come back by
-    // itself.
+    // Without an icon, as a renewed sign-in may leave it, it has to come back by itself.
     application.quit_sync_process();
     application.set_daemon_mode(false);
     SkyfoldProbe::give_up_icon(window());
@@ -84,11 +82,10 @@ TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
 
 TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
     answer_dialogs();
-    expect_calls(call("--display-quota --verbose",
-                      R"({"write": {"{home}/first": ""}}, {"wait_for": "{home}/go"}, )" +
-                          says("https://login.microsoftonline.com/authorize?late ") + R"({"exit": 1})") +
-                 call("--reauth --verbose",
-                      R"({"write": {"{home}/second": ""}}, {"wait_for": "{home}/end"}, {"exit": 3})"));
+    expect_calls(
+        call("--display-quota --verbose", marks("first") + R"({"wait_for": "{home}/go"}, )" +
+                                              says("https://login.microsoftonline.com/authorize?late ")) +
+        call("--reauth --verbose", marks("second") + R"({"wait_for": "{home}/end"}, {"exit": 3})"));
     application.start_login_process(false);
     ASSERT_TRUE(appears("first"));
     const int older = ApplicationProbe::login_instance(application);
@@ -99,24 +96,69 @@ TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
     ApplicationProbe::on_token_saved(application, older); // an exchange of the older attempt ends well
     ASSERT_TRUE(ends(client));
     turn_for(0.3);
-    EXPECT_EQ(ApplicationProbe::login_window(application)->get_title(), "Skyfold")
-        << "the second still waits";
+    EXPECT_EQ(ApplicationProbe::login_window(application)->get_title(), "Skyfold") << "still waits";
     EXPECT_EQ(ApplicationProbe::verifier(application) + ApplicationProbe::login_output(application), "");
     EXPECT_TRUE(dialogs.empty());
     home.write("end", "");
-    ASSERT_TRUE(dialog_was_answered());
+    ASSERT_TRUE(turn_until([this] { return !dialogs.empty(); }));
     EXPECT_NE(dialogs[0].find("Exit Code: 3\n"), std::string::npos);
-}
-
-TEST_F(ApplicationTest, ExchangeThatCannotBeTellsItOnce) {
-    answer_dialogs();
-    ApplicationProbe::login_instance(application) = 1;
-    for (const std::string query : {"code=", "code_challenge=x"})
-        application.do_token_exchange("https://login.microsoftonline.com/x?" + query, 1);
-    ASSERT_TRUE(dialog_was_answered());
-    turn_for(0.1);
-    EXPECT_EQ(dialogs.size(), 1U);
     for (const char* origin : {"http://127.0.0.1:1", "not an address"})
         EXPECT_EQ(post_token_request(origin, "x").status, 0U) << origin;
+    application.do_token_exchange("https://login.microsoftonline.com/x?code=", older);
+    turn_for(0.1);
+    EXPECT_EQ(dialogs.size(), 1U) << "no attempt is left that could fail";
+}
+
+// One child and what came back from it; `line` is written to it.
+struct Child {
+    explicit Child(const std::string& command, const std::string& line = "") {
+        const auto take = [this](const std::string& chunk) {
+            EXPECT_TRUE(!chunk.empty() && chunk.size() <= 4096);
+            output += chunk;
+            throw std::runtime_error("caught");
+        };
+        const auto end = [this, main = std::this_thread::get_id()](int code) {
+            EXPECT_NE(std::this_thread::get_id(), main);
+            exit_code = code;
+        };
+        launch_process(command, take, end, &input, nullptr, &watch);
+        gsize written = 0;
+        if (!line.empty())
+            input->write(line.data(), static_cast<gssize>(line.size()), written); // arrives without a flush
+        EXPECT_TRUE(turn_until([this] { return exit_code != -1000 && !watch.connected(); })) << command;
+    }
+
+    std::string output;
+    std::atomic<int> exit_code{-1000};
+    Glib::RefPtr<Glib::IOChannel> input;
+    sigc::connection watch;
+};
+
+TEST(ChildProcess, ReportsOutputAndExitCode) {
+    using Case = std::tuple<const char*, int, std::string>;
+    for (const auto& [command, exit_code, output] : {
+             Case{"echo out; echo err >&2; echo out; exit 3", 3, "out\nerr\nout\n"},
+             Case{"printf 'a\\0\\303'; kill -KILL $$", -1, std::string("a\0\303", 3)},
+             Case{"kill -PIPE $$; echo on", -1, ""},
+             Case{"read line; echo \"got $line\"", 0, "got x\n"},
+         }) {
+        const Child child(command, exit_code == 0 ? "x\n" : "");
+        EXPECT_EQ(child.exit_code, exit_code) << command;
+        EXPECT_EQ(child.output, output) << command;
+    }
+}
+
+TEST(ChildProcess, NothingThatIsOpenedCrossesAndAnExceptionEndsNothing) {
+    const auto count_open = [] {
+        const fs::directory_iterator open("/proc/self/fd");
+        return std::distance(begin(open), end(open));
+    };
+    const auto before = count_open();
+    const std::string list = "ls -m /proc/self/fd; seq 100000";
+    const Child first(list);
+    const Child second(list);
+    EXPECT_TRUE(first.output.ends_with("\n100000\n")) << "reading ended with what a handler threw";
+    EXPECT_EQ(second.output, first.output) << "what was opened for the first crossed into the second";
+    EXPECT_EQ(count_open(), before + 4) << "the program's ends of both pipes stay open";
 }
 } // namespace

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the shell share: a main loop to turn, a home with a scenario for the scripted client, and
-// the ways into the private members of the application and its window.
+// What the tests of the shell share, among it the ways into private members of the application.
 #pragma once
 
 #include "app/application.h"
-#include "process/main_loop.h"
 #include "test_files.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
-#include "ui/status_cache.h"
 
 #include <chrono>
 #include <csignal>
@@ -49,8 +46,6 @@ struct ApplicationProbe {
         application.login_window = nullptr;
         application.main_window = nullptr;
         application.m_sync_process_pid = 0;
-        application.gui_exchange_succeeded = application.redirect_captured = false;
-        application.login_stdin.reset();
     }
     static auto& pid(Application& application) { return application.m_sync_process_pid; }
     static auto& watch(Application& application) { return application.sync_watch_connection; }
@@ -69,9 +64,6 @@ struct SkyfoldProbe {
     static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
     static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
     static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
-    static std::string status(Skyfold& window, const std::string& name) {
-        return window.rows_by_name.find(name)->second->get_status_text();
-    }
 };
 
 struct RowProbe {
@@ -86,8 +78,12 @@ inline std::string says(const std::string& text) {
     return R"({"print": ")" + text + R"(\n"}, )";
 }
 
-/// One call that the client must get. `option` tells what else goes, "cut_short": it may be killed before its
-/// end.
+/// A step of the client: it leaves a file in the home, as a sign for the test.
+inline std::string marks(const std::string& name) {
+    return R"({"write": {"{home}/)" + name + R"(": ""}}, )";
+}
+
+/// One call that the client must get. `option` tells what else goes: it may be killed before its end.
 inline std::string call(const std::string& arguments, const std::string& steps,
                         const std::string& option = "cut_short") {
     const auto listed =
@@ -96,18 +92,17 @@ inline std::string call(const std::string& arguments, const std::string& steps,
            steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
 }
 
-/// A home of its own and an application registered under it. Every test ends with the check that the client
-/// was called as expected and no otherwise.
+/// A home and an application registered under it. At the end the client was called as expected, no otherwise.
 class ShellTest : public testing::Test {
   protected:
     void expect_calls(const std::string& calls) {
-        std::filesystem::remove(home.file("scenario.state")); // of calls expected earlier
+        fs::remove(home.file("scenario.state")); // of calls expected earlier
         home.write("scenario", "{\"calls\": [" + calls.substr(0, calls.size() - 2) + "]}");
         setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
     }
 
-    bool appears(const char* name) {
-        return turn_until([&] { return std::filesystem::exists(home.file(name)); });
+    bool appears(const std::string& name) {
+        return turn_until([&] { return fs::exists(home.file(name)); });
     }
 
     void TearDown() override {
@@ -119,9 +114,8 @@ class ShellTest : public testing::Test {
         }
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
-        if (std::filesystem::exists(home.file("scenario"))) {
-            EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
-        }
+        EXPECT_TRUE(!fs::exists(home.file("scenario")) ||
+                    std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2") == 0);
         unsetenv("CLIENT_SCENARIO");
     }
 
@@ -148,9 +142,6 @@ class ShellTest : public testing::Test {
         };
         answers = Glib::signal_timeout().connect(answer, 10);
     }
-    bool dialog_was_answered() {
-        return turn_until([this] { return !dialogs.empty(); });
-    }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
     static Application& shared_application() {
@@ -165,7 +156,5 @@ class ShellTest : public testing::Test {
     Application& application = shared_application();
     std::string folder = home.file("OneDrive");
     std::vector<std::string> dialogs;
-
-  private:
     sigc::connection answers;
 };
