@@ -74,7 +74,7 @@ std::string plain_text(std::size_t lines) {
 
 // Names rows all over the list.
 std::string transfer_line(std::size_t number, std::size_t rows) {
-    const auto prefix = number % 2 == 0 ? "Downloading file: " : "Uploading modified file: ";
+    const std::string prefix = number % 2 == 0 ? "Downloading file: " : "Uploading modified file: ";
     return prefix + entry_name(number * 7919 % rows) + "/Reports/2024/summary of the year.odt ... done\n";
 }
 

@@ -73,11 +73,12 @@ TEST_F(ActivityTest, LineWithoutEndCostsEachChunkTheSame) {
 
 TEST(SyncEnd, PhrasesDecideInTheirOrder) {
     const auto resync = recorded("e-resync-monitor.txt");
+    const auto refused = recorded("f-token-monitor.txt");
     for (const auto& [client, end] : std::vector<std::pair<EndedClient, SyncEnd>>{
              {{false, false, 126, resync}, SyncEnd::resync},
              {{false, false, 0, "--resync needed AADSTS1"}, SyncEnd::resync},
              {{false, true, 0, "--resync needed AADSTS1"}, SyncEnd::reauth},
-             {{false, false, 1, recorded("f-token-monitor.txt")}, SyncEnd::reauth},
+             {{false, false, 1, refused}, SyncEnd::reauth},
              {{false, false, -1, "you need to re-authorise"}, SyncEnd::reauth},
              {{false, false, -1, ""}, SyncEnd::failed},
              {{false, false, 0, "--Resync needed"}, SyncEnd::clean},
