@@ -184,9 +184,19 @@ class DrivenProgram(unittest.TestCase):
         self.assertTrue(turn_until(closed), f"{name!r} stays open")
 
     def point(self, role, name, *then):
-        """Moves the pointer onto it, and does there what xdotool is told."""
-        place = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)
-        at = str(place.x + place.width // 2), str(place.y + place.height // 2)
+        """Moves the pointer onto it, and does there what xdotool is told. What has just come is laid out a moment later,
+        so like a person this looks twice.
+        """
+        def middle():
+            place = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)
+            return str(place.x + place.width // 2), str(place.y + place.height // 2)
+
+        def settled():
+            before = middle()
+            time.sleep(0.1)
+            return before == middle() and before
+        at = turn_until(settled)
+        self.assertTrue(at, f"{role} {name!r} does not come to rest")
         subprocess.run(["xdotool", "mousemove", *at, *then], check=True)
 
     def click(self, role, name):
