@@ -17,7 +17,8 @@
 namespace {
 TEST(ClientLocator, TheTwoOrdersDiffer) {
     const auto here = fs::current_path().string();
-    const std::string usr = "/usr/bin/onedrive", local = "/usr/local/bin/onedrive";
+    const std::string usr = "/usr/bin/onedrive";
+    const std::string local = "/usr/local/bin/onedrive";
     for (const auto& [executables, found] : std::vector<std::pair<std::set<std::string>, std::string>>{
              {{"./onedrive-cli", usr}, here + "/onedrive-cli, " + usr},
              {{usr, local + "-cli"}, local + "-cli, " + local + "-cli"},
@@ -85,14 +86,15 @@ TEST(ConfigDump, EntriesAreSeparatedByCommasOnly) {
 }
 
 TEST(StatusLookup, LiveStateIsAskedFirstAndWithoutAnyAnEntryWaits) {
-    const StatusMap live = {{"up", "Uploading"}}, cache = {{"up", "Skipped"}};
+    const StatusMap live = {{"up", "Uploading"}};
+    const StatusMap cache = {{"up", "Skipped"}};
     EXPECT_EQ(look_up_status("up", {live, &cache, true, true}), "Uploading");
     EXPECT_EQ(look_up_status("a", {live, nullptr, true, true}), "Pending");
 }
 
 TEST(SkipDir, EditsOneLineAndNoOther) {
     const std::string key = "skip_dir";
-    Lines lines = {"\t# skip_dir = \"X\"", " skip_dir=\"A\", b, \"B\", \"A\" # c", "a = 1\r", "skip_dir = z"};
+    Lines lines = {"\t# skip_dir = \"X\"", R"( skip_dir="A", b, "B", "A" # c)", "a = 1\r", "skip_dir = z"};
     const auto before = std::exchange(lines[1], R"(skip_dir = "A", "B", "A", "X")");
     EXPECT_EQ(edit_list({lines[0], before, lines[2], lines[3]}, key, "X", true), lines);
     lines[1] = R"(skip_dir = "B")";

@@ -11,7 +11,6 @@
 #include <csignal>
 #include <functional>
 #include <glibmm/main.h>
-#include <glibmm/regex.h>
 #include <gtest/gtest.h>
 #include <gtkmm/messagedialog.h>
 #include <thread>
@@ -86,9 +85,10 @@ inline std::string marks(const std::string& name) {
 /// One call that the client must get. `option` tells what else goes: it may be killed before its end.
 inline std::string call(const std::string& arguments, const std::string& steps,
                         const std::string& option = "cut_short") {
-    const auto listed =
-        Glib::Regex::create(" ")->replace_literal(arguments, 0, R"(", ")", Glib::RegexMatchFlags{});
-    return R"({"args": [")" + listed.raw() + R"("], ")" + option + R"(": true, "steps": [)" +
+    std::string listed;
+    for (const char c : arguments)
+        listed += c == ' ' ? R"(", ")" : std::string(1, c);
+    return R"({"args": [")" + listed + R"("], ")" + option + R"(": true, "steps": [)" +
            steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
 }
 

@@ -101,7 +101,8 @@ TEST_F(WindowTest, QueryThatWasKilledIsAskedOnceMore) {
 }
 
 TEST_F(WindowTest, ToggleKeepsWhatItCannotReadAndLetsAStartGoOn) {
-    const std::string config = ".config/onedrive/config", kept = "# skip_dir = \"X\"\nsync_dir = \"y\"";
+    const std::string config = ".config/onedrive/config";
+    const std::string kept = "# skip_dir = \"X\"\nsync_dir = \"y\"";
     const auto path = folder + "/Private";
     home.write(config, kept);
     const auto window = make_window();
@@ -168,7 +169,8 @@ TEST_F(WindowTest, RowShowsItsStatusOnButtonAndIconAndItsMenuDoesWhatItShowed) {
     FileRow row(icon, "n\xFF", "Was Skipped once", "/x/n\xFF");
     around.add(row);
     around.show();
-    std::string toggles, shown;
+    std::string toggles;
+    std::string shown;
     row.signal_toggle_sync.connect(
         [&](const std::string& path, bool enable) { toggles += path + (enable ? "+ " : "- "); });
     for (const char* status : {"Skipped", "Syncing...", "Synced", "Uploading", "uploading"}) {
