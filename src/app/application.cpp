@@ -121,9 +121,10 @@ void Application::show_settings_window() {
     login_window = window;
 }
 
-// Without any window there would be no way to the program any more.
+// Without any window there would be no way to the program any more. Without a token, which the client deletes
+// before it signs in anew, no sync would run until the next start signs in.
 void Application::go_on_without_login_window() {
-    if (main_window == nullptr) {
+    if (main_window == nullptr || !is_client_token_present()) {
         quit();
         return;
     }

@@ -202,6 +202,8 @@ void Application::show_login_error(const std::string& details) {
     hide_login_window();
     const auto dialog = make_error_dialog(nullptr, "Login Error", details);
     dialog->run();
+    dialog->hide();
+    close_dialogs(); // else one that is open in the main window would keep the program
     quit();
 }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <filesystem>
 #include <unistd.h>
 
@@ -17,7 +18,7 @@ constexpr std::array installed = {"/usr/bin/onedrive-cli", "/usr/local/bin/onedr
 std::string client_beside_us() {
     std::error_code error;
     const auto folder = std::filesystem::current_path(error);
-    return error ? beside_us : folder.string() + "/onedrive-cli";
+    return error || folder.native().size() >= PATH_MAX ? beside_us : folder.string() + "/onedrive-cli";
 }
 } // namespace
 

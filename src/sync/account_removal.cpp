@@ -24,7 +24,10 @@ void Skyfold::on_remove_account() {
 }
 
 void Application::remove_account(bool delete_local_files) {
-    forget_status_cache(); // what is killed here is not asked again
+    // What is killed here is not asked again, and its end is no failure to tell.
+    forget_status_cache();
+    login_instance = no_attempt;
+    current_launch.reset();
     quit_sync_process();
     kill_existing_onedrive_processes();
     const auto folder = config.get("sync_dir");

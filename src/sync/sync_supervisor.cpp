@@ -106,7 +106,8 @@ void Application::show_sync_running(const std::string& sync_dir) {
 void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
     print_line("[SYNC] " + chunk);
     launch.output += chunk;
-    if (main_window != nullptr)
+    // What a child stopped by a restart still had to say is of transfers that ended with it.
+    if (main_window != nullptr && &launch == current_launch.get())
         main_window->notify_sync_activity(chunk);
 }
 

@@ -16,6 +16,7 @@ SettingsWindow::SettingsWindow()
     set_title("Configure Sync Directory");
     set_default_size(500, 150);
     set_border_width(10);
+    sync_dir_entry.property_truncate_multiline() = true; // a setting is one line
     sync_dir_entry.set_text(display_text(get_default_sync_dir()));
 
     // The rows end with this constructor and take their labels along; the switches stay, without a parent and

@@ -76,8 +76,7 @@ void Skyfold::build_status_bar() {
 
 void Skyfold::set_sync_status(bool running) {
     show_state(sync_switch, sync_state_label, running);
-    if (!running)
-        live_status_map.clear();
+    live_status_map.clear(); // of the client before: one that starts has no transfers yet
     status_label.set_text(running ? "Sync: Starting..." : "Sync: Stopped");
 }
 

@@ -77,9 +77,7 @@ def clients():
 
 class DrivenProgram(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.home = pathlib.Path(folder.name)
+        self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         make_home(self.home)
         self.cloud = self.home / "Cloud"
 
@@ -135,7 +133,7 @@ class DrivenProgram(unittest.TestCase):
     def start_with_window(self, *arguments):
         """Shows the window by a click on the icon."""
         program = self.start_beside_tray(*arguments)
-        self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
+        self.assertIsNone(accessible("frame", "Skyfold"), "hidden at first")
         self.click_tray()
         self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
         return program
@@ -152,16 +150,13 @@ class DrivenProgram(unittest.TestCase):
         self.assertEqual(program.returncode, status)
         self.assertTrue(turn_until(lambda: not clients()), "a client outlives the program")
 
-    def accessible(self, role, name, state=Atspi.StateType.SHOWING):
-        return accessible(role, name, state)
-
     def find(self, role, name, state=Atspi.StateType.SHOWING):
-        found = turn_until(lambda: self.accessible(role, name, state))
+        found = turn_until(lambda: accessible(role, name, state))
         self.assertTrue(found, f"nobody would read {role} {name!r}")
         return found
 
     def assert_gone(self, role, name):
-        self.assertTrue(turn_until(lambda: not self.accessible(role, name)), f"{role} {name!r} stays")
+        self.assertTrue(turn_until(lambda: not accessible(role, name)), f"{role} {name!r} stays")
 
     def press(self, role, name, *keys):
         """Presses keys as soon as the window of that role and name has the keyboard."""
@@ -180,7 +175,7 @@ class DrivenProgram(unittest.TestCase):
 
         def closed():
             subprocess.run(["xdotool", "key", "alt+F4"], check=True)
-            return turn_until(lambda: not self.accessible("frame", name), 2)
+            return turn_until(lambda: not accessible("frame", name), 2)
         self.assertTrue(turn_until(closed), f"{name!r} stays open")
 
     def point(self, role, name, *then):

@@ -3,14 +3,14 @@
 """The built program, started and used as by a person, with the scripted client behind it."""
 import os
 import re
+import signal
 import unittest
 
-from driver import HANG, TRAYER, Atspi, DrivenProgram, clients, turn_until
+from driver import HANG, TRAYER, Atspi, DrivenProgram, accessible, clients, turn_until
 
 SURE = "Are you sure you want to remove your account?"
 ODD = "it's $(touch x)"  # a name that a shell must not read
 TERMINATED = "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> {}\n<b>Output:</b>\n{}"
-FILES = "Do you also want to delete the local OneDrive files?"
 
 
 class ProgramTest(DrivenProgram):
@@ -63,7 +63,7 @@ class ProgramTest(DrivenProgram):
         self.sign_in("sync_enabled=false\n", "a")
         program = self.start()
         self.assert_says("DEBUG: Application::on_activate() - END")
-        self.assertIsNone(self.accessible("frame", "Skyfold"), "hidden at first")
+        self.assertIsNone(accessible("frame", "Skyfold"), "hidden at first")
         self.assert_says("ERROR: Tray icon failed to embed after retry")
         self.close("Skyfold")
         self.assert_ends(program, 0)
@@ -72,12 +72,15 @@ class ProgramTest(DrivenProgram):
         self.sign_in(entry="a")
         own_path = self.write("bin/pkill", "#!/bin/sh\n").parent
         (own_path / "pkill").chmod(0o755)
+        handler = signal.signal(signal.SIGHUP, signal.SIG_IGN)  # as nohup does it, for the end of a terminal
         program = self.start("--daemon", PATH=f"{own_path}:/usr/bin:/bin")
+        signal.signal(signal.SIGHUP, handler)
         self.assert_says("ERROR: Sync process exited with code 127")
         self.dismiss("Sync Process Error")
+        program.send_signal(signal.SIGHUP)
         self.assert_says("ERROR: Tray icon failed to embed after retry")
         self.assert_says("There is no notification area for the icon")
-        self.assertIsNone(turn_until(lambda: self.accessible("frame", "Skyfold"), 0.5), "nobody asked for the window")
+        self.assertIsNone(turn_until(lambda: accessible("frame", "Skyfold"), 0.5), "nobody asked for the window")
         program.terminate()
         self.assert_ends(program, 0)
         self.assert_says("DEBUG: Application shutting down")
@@ -103,7 +106,7 @@ class ProgramTest(DrivenProgram):
         self.flip("Enable Notifications", "notifications_enabled=false")
 
         # The buttons of a row come and go with the pointer.
-        self.assertIsNone(self.accessible("push button", "Force Sync"))
+        self.assertIsNone(accessible("push button", "Force Sync"))
         self.point("list item", ODD)
         self.click("push button", "Force Sync")
         self.assertTrue(turn_until(lambda: "3 completed" in (self.home / "scenario.state").read_text()))
@@ -113,7 +116,7 @@ class ProgramTest(DrivenProgram):
         self.assertTrue(turn_until(lambda: config.read_text() == left_out), config.read_text())
         self.assert_says("DEBUG: Launching: ", 2)
         self.assert_says("ERROR: Sync process exited with code -1")
-        self.assertIsNone(self.accessible("alert", "Sync Process Error"), "of a client that was replaced")
+        self.assertIsNone(accessible("alert", "Sync Process Error"), "of a client that was replaced")
         self.point("label", "Sync: Starting...")
         self.assert_gone("push button", "Disable Sync")
 
@@ -171,7 +174,7 @@ class ProgramTest(DrivenProgram):
             (["--reauth", "--verbose"], [{"print": "AADSTS70000, or all is well\0\udcff"}]))
         program = self.start()
         self.find("label", "Login failed.\n\nExit Code: 0\n\nClient Output:\nAADSTS70000, or all is well\ufffd\ufffd")
-        self.dismiss("Login Error")
+        program.terminate()  # answers the dialog
         self.assert_ends(program, 0)
 
     def test_sign_in_that_the_client_asks_for_is_not_disturbed(self):
@@ -195,6 +198,16 @@ class ProgramTest(DrivenProgram):
         program.terminate()
         self.assert_ends(program, 0)
 
+    def test_closing_a_renewed_sign_in_ends_the_program_when_the_token_is_gone(self):
+        self.sign_in(entry="a")
+        self.expect_calls((self.monitor()[0], [{"print": "AADSTS70000"}, {"exit": 1}]),
+                          (["--reauth", "--verbose"], [{"write": {"{home}/asked": ""}}, HANG], "cut_short"))
+        program = self.start_beside_tray()
+        self.assertTrue(turn_until((self.home / "asked").exists))
+        (self.home / ".config/onedrive/refresh_token").unlink()  # as the real client does it first
+        self.close("Skyfold")
+        self.assert_ends(program, 0)
+
     def test_account_is_removed_after_two_questions(self):
         for answer, kept in [("Escape", True), ("alt+y", False)]:
             token = self.home / ".config/onedrive/refresh_token"
@@ -213,7 +226,7 @@ class ProgramTest(DrivenProgram):
             self.assertTrue(token.exists(), "closing the question is no")
             self.press("frame", "Skyfold", "r")
             self.press("alert", SURE, "alt+y")
-            self.press("alert", FILES, answer)
+            self.press("alert", "Do you also want to delete the local OneDrive files?", answer)
             self.assert_ends(program, 0)
             self.assertFalse(token.exists())
             self.assertEqual((self.cloud / "Private/x").exists(), kept)

@@ -7,6 +7,57 @@
 #include <atomic>
 
 namespace {
+// One child and what came back from it; `line` is written to it.
+struct Child {
+    explicit Child(const std::string& command, const std::string& line = "") {
+        const auto take = [this](const std::string& chunk) {
+            EXPECT_TRUE(!chunk.empty() && chunk.size() <= 4096);
+            output += chunk;
+            if (output == "sleeps\n")
+                signal_child(pid, SIGTERM);
+            throw std::runtime_error("caught");
+        };
+        const auto end = [this, main = std::this_thread::get_id()](int code) {
+            EXPECT_NE(std::this_thread::get_id(), main);
+            exit_code = code;
+        };
+        launch_process(command, take, end, &input, &pid, &watch);
+        gsize written = 0;
+        if (!line.empty())
+            input->write(line.data(), static_cast<gssize>(line.size()), written); // arrives without a flush
+        EXPECT_TRUE(turn_until([this] { return exit_code != -1000 && !watch.connected(); })) << command;
+    }
+
+    std::string output;
+    std::atomic<int> exit_code{-1000};
+    int pid = 0;
+    Glib::RefPtr<Glib::IOChannel> input;
+    sigc::connection watch;
+};
+
+TEST(ChildProcess, ReportsOutputAndExitCode) {
+    using Case = std::tuple<const char*, int, std::string>;
+    for (const auto& [command, exit_code, output] : {
+             Case{"echo out; echo err >&2; echo out; exit 3", 3, "out\nerr\nout\n"},
+             Case{"printf 'a\\0\\303'; kill -KILL $$", -1, std::string("a\0\303", 3)},
+             Case{"kill -PIPE $$; echo on", -1, ""},
+             Case{"sleep 99 & echo sleeps; wait", -1, "sleeps\n"}, // and would hold the pipe open
+             Case{"read line; echo \"got $line\"", 0, "got x\n"},
+         }) {
+        const Child child(command, exit_code == 0 ? "x\n" : "");
+        EXPECT_EQ(child.exit_code, exit_code) << command;
+        EXPECT_EQ(child.output, output) << command;
+    }
+}
+
+TEST(ChildProcess, NothingThatIsOpenedCrossesAndAnExceptionEndsNothing) {
+    const std::string list = "ls -m /proc/self/fd; seq 100000";
+    const Child first(list);
+    const Child second(list);
+    EXPECT_TRUE(first.output.ends_with("\n100000\n")) << "reading ended with what a handler threw";
+    EXPECT_EQ(second.output, first.output) << "what was opened for the first crossed into the second";
+}
+
 const std::string monitor = "--monitor --syncdir {home}/OneDrive";
 
 class ApplicationTest : public ShellTest {
@@ -25,15 +76,22 @@ class ApplicationTest : public ShellTest {
 };
 
 // Whether the end of the child that was stopped comes before or after the new start, with or without a window
-// in front, and whatever the child had printed.
+// in front, and whatever the child had printed, be it read already or not.
 TEST_F(ApplicationTest, RestartIsOneThing) {
-    const std::string last = says("Fetching items from the OneDrive API") + hang;
-    const auto first = call(monitor, says("AADSTS70000, --resync needed") + last);
-    start_sync(first + first + first + first + call(monitor, last));
+    const auto fetches = says("Fetching items from the OneDrive API");
+    const auto first =
+        call(monitor, says("AADSTS70000, --resync needed") + fetches + R"({"wait_for": "{home}/go"}, )" +
+                          says("Uploading: a/x ... 5%") + marks("said") + hang);
+    start_sync(first + first + first + first + call(monitor, fetches + hang));
+    const auto uploads = [this] { return window().get_file_sync_status("a") == "Uploading"; };
     for (const bool daemon : {false, true}) {
         for (const bool end_comes_first : {false, true}) {
             ASSERT_TRUE(shows("Sync: Fetching file list from OneDrive..."));
             application.set_daemon_mode(daemon);
+            home.write("go", "");
+            for (int waits = 0; waits < 4000 && !fs::remove(home.file("said")); ++waits)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            fs::remove(home.file("go"));
             const int stopped = pid();
             application.quit_sync_process();
             if (end_comes_first) {
@@ -41,7 +99,9 @@ TEST_F(ApplicationTest, RestartIsOneThing) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until that is posted
             }
             application.toggle_sync();
-            ASSERT_TRUE(turn_until([this] { return pid() > 0; }) && ends(stopped));
+            ASSERT_TRUE(turn_until([&] { return pid() > 0 || (uploads() && !end_comes_first); }));
+            EXPECT_FALSE(uploads()) << "what the stopped client said last holds no more";
+            ASSERT_TRUE(ends(stopped));
             turn_for(0.1);
             EXPECT_TRUE(ApplicationProbe::watch(application).connected());
             EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
@@ -81,7 +141,6 @@ TEST_F(ApplicationTest, HiddenStartTellsItsWindowButMakesNone) {
 }
 
 TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
-    answer_dialogs();
     expect_calls(
         call("--display-quota --verbose", marks("first") + R"({"wait_for": "{home}/go"}, )" +
                                               says("https://login.microsoftonline.com/authorize?late ")) +
@@ -95,70 +154,18 @@ TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
     home.write("go", "");
     ApplicationProbe::on_token_saved(application, older); // an exchange of the older attempt ends well
     ASSERT_TRUE(ends(client));
-    turn_for(0.3);
+    EXPECT_EQ(answered_dialog(0.3), "");
     EXPECT_EQ(ApplicationProbe::login_window(application)->get_title(), "Skyfold") << "still waits";
-    EXPECT_EQ(ApplicationProbe::verifier(application) + ApplicationProbe::login_output(application), "");
-    EXPECT_TRUE(dialogs.empty());
+    Gtk::Dialog about; // open in the main window
+    about.signal_response().connect([&about](int /*response*/) { about.hide(); });
+    about.show();
     home.write("end", "");
-    ASSERT_TRUE(turn_until([this] { return !dialogs.empty(); }));
-    EXPECT_NE(dialogs[0].find("Exit Code: 3\n"), std::string::npos);
+    EXPECT_TRUE(answered_dialog(40).ends_with("Exit Code: 3\n\nClient Output:\n"))
+        << "nothing of the older one's";
+    EXPECT_FALSE(about.get_visible()) << "would keep the program that quits now";
     for (const char* origin : {"http://127.0.0.1:1", "not an address"})
         EXPECT_EQ(post_token_request(origin, "x").status, 0U) << origin;
     application.do_token_exchange("https://login.microsoftonline.com/x?code=", older);
-    turn_for(0.1);
-    EXPECT_EQ(dialogs.size(), 1U) << "no attempt is left that could fail";
-}
-
-// One child and what came back from it; `line` is written to it.
-struct Child {
-    explicit Child(const std::string& command, const std::string& line = "") {
-        const auto take = [this](const std::string& chunk) {
-            EXPECT_TRUE(!chunk.empty() && chunk.size() <= 4096);
-            output += chunk;
-            throw std::runtime_error("caught");
-        };
-        const auto end = [this, main = std::this_thread::get_id()](int code) {
-            EXPECT_NE(std::this_thread::get_id(), main);
-            exit_code = code;
-        };
-        launch_process(command, take, end, &input, nullptr, &watch);
-        gsize written = 0;
-        if (!line.empty())
-            input->write(line.data(), static_cast<gssize>(line.size()), written); // arrives without a flush
-        EXPECT_TRUE(turn_until([this] { return exit_code != -1000 && !watch.connected(); })) << command;
-    }
-
-    std::string output;
-    std::atomic<int> exit_code{-1000};
-    Glib::RefPtr<Glib::IOChannel> input;
-    sigc::connection watch;
-};
-
-TEST(ChildProcess, ReportsOutputAndExitCode) {
-    using Case = std::tuple<const char*, int, std::string>;
-    for (const auto& [command, exit_code, output] : {
-             Case{"echo out; echo err >&2; echo out; exit 3", 3, "out\nerr\nout\n"},
-             Case{"printf 'a\\0\\303'; kill -KILL $$", -1, std::string("a\0\303", 3)},
-             Case{"kill -PIPE $$; echo on", -1, ""},
-             Case{"read line; echo \"got $line\"", 0, "got x\n"},
-         }) {
-        const Child child(command, exit_code == 0 ? "x\n" : "");
-        EXPECT_EQ(child.exit_code, exit_code) << command;
-        EXPECT_EQ(child.output, output) << command;
-    }
-}
-
-TEST(ChildProcess, NothingThatIsOpenedCrossesAndAnExceptionEndsNothing) {
-    const auto count_open = [] {
-        const fs::directory_iterator open("/proc/self/fd");
-        return std::distance(begin(open), end(open));
-    };
-    const auto before = count_open();
-    const std::string list = "ls -m /proc/self/fd; seq 100000";
-    const Child first(list);
-    const Child second(list);
-    EXPECT_TRUE(first.output.ends_with("\n100000\n")) << "reading ended with what a handler threw";
-    EXPECT_EQ(second.output, first.output) << "what was opened for the first crossed into the second";
-    EXPECT_EQ(count_open(), before + 4) << "the program's ends of both pipes stay open";
+    EXPECT_EQ(answered_dialog(0.1), "") << "no attempt is left that could fail";
 }
 } // namespace

@@ -53,8 +53,6 @@ struct ApplicationProbe {
     static auto& main_window(Application& application) { return application.main_window; }
     static auto& login_instance(Application& application) { return application.login_instance; }
     static auto& login_pid(Application& application) { return application.login_pid; }
-    static auto& login_output(Application& application) { return application.login_output; }
-    static auto& verifier(Application& application) { return application.pkce_verifier; }
     static void on_token_saved(Application& application, int attempt) { application.on_token_saved(attempt); }
 };
 
@@ -106,7 +104,6 @@ class ShellTest : public testing::Test {
     }
 
     void TearDown() override {
-        answers.disconnect();
         // Nothing but the test's own children may outlive it.
         if (application.is_sync_running()) {
             application.quit_sync_process();
@@ -116,7 +113,6 @@ class ShellTest : public testing::Test {
             window->hide();
         EXPECT_TRUE(!fs::exists(home.file("scenario")) ||
                     std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2") == 0);
-        unsetenv("CLIENT_SCENARIO");
     }
 
     /// The dialog in front, or null.
@@ -131,16 +127,20 @@ class ShellTest : public testing::Test {
         return dialog()->property_text().get_value() + "|" + dialog()->property_secondary_text().get_value();
     }
 
-    /// From now on every dialog is noted in `dialogs` and answered: some run loops of their own.
-    void answer_dialogs() {
-        const auto answer = [this] {
+    /// Answers the next dialog, from within where it runs a loop of its own. Its text, or nothing.
+    static std::string answered_dialog(double seconds) {
+        std::string text;
+        const auto answer = [&text] {
             if (dialog() != nullptr) {
-                dialogs.push_back(dialog_text());
+                text = dialog_text();
                 dialog()->response(Gtk::RESPONSE_OK);
             }
-            return true;
+            return text.empty();
         };
-        answers = Glib::signal_timeout().connect(answer, 10);
+        sigc::connection answering = Glib::signal_timeout().connect(answer, 10);
+        turn_until([&text] { return !text.empty(); }, seconds);
+        answering.disconnect();
+        return text;
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -155,6 +155,4 @@ class ShellTest : public testing::Test {
     TestHome home;
     Application& application = shared_application();
     std::string folder = home.file("OneDrive");
-    std::vector<std::string> dialogs;
-    sigc::connection answers;
 };
