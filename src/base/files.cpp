@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <glib.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 #include <wordexp.h>
 
@@ -74,8 +75,8 @@ bool replace_file(const std::string& path, std::string_view content, std::string
     if (!old)
         return true;
     // What the process's mask took from it, and whose it was: the superuser may write the files of others.
-    if (old->st_uid != geteuid() || old->st_gid != getegid()) [[maybe_unused]]
-        const int given = chown(target.c_str(), old->st_uid, old->st_gid);
+    if (old->st_uid != geteuid() || old->st_gid != getegid())
+        std::ignore = chown(target.c_str(), old->st_uid, old->st_gid);
     chmod(target.c_str(), mode);
     return true;
 }

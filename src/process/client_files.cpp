@@ -35,15 +35,17 @@ void remove_client_file(std::string_view name) {
         std::remove(path->c_str());
 }
 
-bool save_client_token(std::string_view token) {
-    const auto folder = client_folder();
-    if (!folder)
-        return false;
-    mkdir(folder->c_str(), 0700); // an existing folder is fine
-    const auto path = *client_file(token_file);
+bool write_client_file(std::string_view name, std::string_view content) {
+    const auto path = client_file(name);
     std::string error;
-    const bool saved = replace_file(path, token, error);
-    if (!saved)
-        print_error("ERROR: Could not write " + path + ": " + error);
-    return saved;
+    const bool written = path && replace_file(*path, content, error);
+    if (path && !written)
+        print_error("ERROR: Could not write " + *path + ": " + error);
+    return written;
+}
+
+bool save_client_token(std::string_view token) {
+    if (const auto folder = client_folder())
+        mkdir(folder->c_str(), 0700); // an existing folder is fine
+    return write_client_file(token_file, token);
 }

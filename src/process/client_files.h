@@ -15,7 +15,10 @@ bool is_client_token_present();
 /// Deletes one of the files; a missing file or an unset `HOME` is not an error.
 void remove_client_file(std::string_view name);
 
+/// Replaces one of the files. False when `HOME` is unset, or when it cannot be written whole, which is printed
+/// on standard error: the old content is still there then.
+bool write_client_file(std::string_view name, std::string_view content);
+
 /// Replaces the token file: the token alone, without a line end. Makes the client's folder (last level only,
-/// mode 0700) when it is missing. False when `HOME` is unset or the file cannot be written whole, which is
-/// printed on standard error: an older token is still there then.
+/// mode 0700) when it is missing. False as above.
 bool save_client_token(std::string_view token);

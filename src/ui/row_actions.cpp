@@ -68,8 +68,6 @@ bool modify_onedrive_config(const std::string& key, const std::string& value, bo
     const auto path = client_file("config");
     if (!path)
         throw std::runtime_error("HOME is not set");
-    if (contains(value, "\n")) // it could set any other option
-        throw std::runtime_error("a name with a line end fits no line of " + *path);
     std::string error;
     const auto text = read_file(*path, error);
     if (!text && !error.empty())
@@ -82,10 +80,7 @@ bool modify_onedrive_config(const std::string& key, const std::string& value, bo
     std::string content;
     for (const auto& line : *edited)
         content.append(line).append("\n");
-    if (replace_file(*path, content, error))
-        return true;
-    print_error("ERROR: Could not write " + *path + ": " + error);
-    return false;
+    return write_client_file("config", content);
 }
 } // namespace
 

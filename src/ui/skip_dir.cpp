@@ -4,6 +4,7 @@
 #include "base/text.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace {
 bool sets_key(std::string_view line, std::string_view key) {
@@ -50,12 +51,13 @@ std::string list_line(const std::string& key, const std::vector<std::string>& en
 
 std::optional<std::vector<std::string>> edit_list(std::vector<std::string> lines, const std::string& key,
                                                   const std::string& value, bool add) {
+    if (contains(value, "\n")) // it could set any other option
+        throw std::invalid_argument("a name with a line end fits no line of the client's configuration");
     const auto key_line =
         std::ranges::find_if(lines, [&key](const auto& line) { return sets_key(line, key); });
     const bool found = key_line != lines.end();
     auto entries = found ? quoted_entries(value_part(*key_line, key)) : std::vector<std::string>();
-    const bool fits_a_line = value.find('\n') == std::string::npos; // else it could set any other option
-    if (!fits_a_line || !change_entries(entries, value, add))
+    if (!change_entries(entries, value, add))
         return std::nullopt;
     if (entries.empty()) // so there was a line to remove from
         lines.erase(key_line);

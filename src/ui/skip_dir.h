@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-/// The lines with `value` added to, or removed from, the list of `key`; nothing when that changes nothing
-/// or `value` holds a line end.
+/// The lines with `value` added to, or removed from, the list of `key`; nothing when that changes nothing.
+/// Throws std::invalid_argument when `value` holds a line end.
 /// The first line that is no comment and begins with `key` (a longer name counts too) is rewritten in the
 /// form above, losing what stood unquoted in it; it is deleted with its last entry and appended when there is
 /// none. No other line changes.
