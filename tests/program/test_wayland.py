@@ -19,13 +19,7 @@ class WaylandTest(DrivenProgram):
             self.skipTest(f"not installed: {', '.join(missing)}")
         self.sign_in("sync_enabled=false\n", "a")
         # The program's are the variables of a session, whatever this one has.
-        session = unittest.mock.patch.dict(os.environ)
-        session.start()
-        self.addCleanup(session.stop)
-        os.environ.pop("GDK_BACKEND", None)
-        self.start_compositor()
-
-    def start_compositor(self):
+        self.enterContext(unittest.mock.patch.dict(os.environ))
         socket = self.home / "wayland"
         server, log = self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",
                                  env={**os.environ, "XDG_RUNTIME_DIR": str(self.home)})
