@@ -17,10 +17,11 @@ from gi.repository import Atspi, GLib  # noqa: E402  pylint: disable=wrong-impor
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
+PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much of what is waited for will not come
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
 
 
-def turn_until(done, seconds=40):
+def turn_until(done, seconds=PATIENCE):
     """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
     end = time.monotonic() + seconds
     while not (result := done()) and time.monotonic() < end:
@@ -168,9 +169,8 @@ class DrivenProgram(unittest.TestCase):
         self.assert_gone("alert", name)
 
     def close(self, name):
-        """Closes a window from the keyboard. The window manager may miss a key while it is still busy with a window
-        that has just come, so like a person this looks and presses again.
-        """
+        """Closes a window from the keyboard, like a person looking and pressing again: the window manager may miss a
+        key while it is still busy with a window that has just come."""
         self.find("frame", name, Atspi.StateType.ACTIVE)
 
         def closed():
@@ -179,9 +179,8 @@ class DrivenProgram(unittest.TestCase):
         self.assertTrue(turn_until(closed), f"{name!r} stays open")
 
     def point(self, role, name, *then):
-        """Moves the pointer onto it, and does there what xdotool is told. What has just come is laid out a moment later,
-        so like a person this looks twice.
-        """
+        """Moves the pointer onto it, and does there what xdotool is told. It looks twice, like a person: what has just
+        come is laid out a moment later."""
         def middle():
             place = self.find(role, name).get_extents(Atspi.CoordType.SCREEN)
             return str(place.x + place.width // 2), str(place.y + place.height // 2)

@@ -160,7 +160,7 @@ TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
     about.signal_response().connect([&about](int /*response*/) { about.hide(); });
     about.show();
     home.write("end", "");
-    EXPECT_TRUE(answered_dialog(40).ends_with("Exit Code: 3\n\nClient Output:\n"))
+    EXPECT_TRUE(answered_dialog(patience).ends_with("Exit Code: 3\n\nClient Output:\n"))
         << "nothing of the older one's";
     EXPECT_FALSE(about.get_visible()) << "would keep the program that quits now";
     for (const char* origin : {"http://127.0.0.1:1", "not an address"})

@@ -15,8 +15,11 @@
 #include <gtkmm/messagedialog.h>
 #include <thread>
 
+/// Seconds; less where much of what is waited for will not come.
+inline const double patience = std::getenv("IMPATIENT") != nullptr ? 10 : 40;
+
 /// Turns the main loop until `done`, at most `seconds`; returns whether it came to be.
-inline bool turn_until(const std::function<bool()>& done, double seconds = 40) {
+inline bool turn_until(const std::function<bool()>& done, double seconds = patience) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
     while (!done()) {
         if (std::chrono::steady_clock::now() > end)
