@@ -72,7 +72,6 @@ def find_icon():
 
 
 def clients():
-    """The process ids of the clients that run."""
     return subprocess.run(["pgrep", "-f", "onedrive-cli --"], text=True, stdout=subprocess.PIPE, check=False).stdout
 
 
