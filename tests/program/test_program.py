@@ -83,13 +83,12 @@ class ProgramTest(DrivenProgram):
         self.assertIsNone(turn_until(lambda: accessible("frame", "Skyfold"), 0.5), "nobody asked for the window")
         program.terminate()
         self.assert_ends(program, 0)
-        self.assert_says("DEBUG: Application shutting down")
 
     def test_day_with_the_window_and_the_icon(self):
         self.write(f"Cloud/{ODD}/x")
         self.sign_in(entry="notes.txt")
         config = self.write(".config/onedrive/config", f'skip_dir = "{ODD}"\n')
-        lock = self.write(".config/onedrive/.lock")
+        lock, entry = self.write(".config/onedrive/.lock"), self.write(".config/autostart/skyfold.desktop")
         self.expect_calls(
             self.monitor({"print": "Downloading file: ./notes.txt ... \n"}, HANG),
             self.monitor(HANG), self.monitor(HANG), (["--synchronize", "--single-directory", ODD], []),
@@ -103,6 +102,7 @@ class ProgramTest(DrivenProgram):
                            ("label", "Skipped"), ("list item", ODD)]:
             self.find(role, name)
         self.flip("Start on login", "autostart=false")
+        self.assertTrue(turn_until(lambda: not entry.exists()))
         self.flip("Enable Notifications", "notifications_enabled=false")
 
         # The buttons of a row come and go with the pointer.
@@ -228,7 +228,7 @@ class ProgramTest(DrivenProgram):
             self.press("alert", SURE, "alt+y")
             self.press("alert", "Do you also want to delete the local OneDrive files?", answer)
             self.assert_ends(program, 0)
-            self.assertFalse(token.exists())
+            self.assertEqual((token.exists(), "sync_dir=\n" in self.settings()), (False, True))
             self.assertEqual((self.cloud / "Private/x").exists(), kept)
             self.assertNotIn("DEBUG: Launching: ", self.said())
 
