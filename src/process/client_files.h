@@ -15,8 +15,8 @@ bool is_client_token_present();
 /// Deletes one of the files; a missing file or an unset `HOME` is not an error.
 void remove_client_file(std::string_view name);
 
-/// Replaces one of the files. False when `HOME` is unset, or when it cannot be written whole, which is printed
-/// on standard error: the old content is still there then.
+/// Replaces one of the files. False when `HOME` is unset, or when it cannot be written whole, which is
+/// printed on standard error: the old content is still there then.
 bool write_client_file(std::string_view name, std::string_view content);
 
 /// Replaces the token file: the token alone, without a line end. Makes the client's folder (last level only,
