@@ -37,7 +37,6 @@ TEST(TransferPath, CutsAtTheEndTheFolderAndTheLeadingDot) {
     EXPECT_EQ(shown_path(std::string(4, 'a') + std::string(57, 'x')), "..." + std::string(57, 'x'));
 }
 
-// However the output is cut, the corpus of the fuzzer tries.
 TEST_F(ActivityTest, TransfersMoveRowsAndLiveStates) {
     read("Uploading new file: Documents/x/report.odt ...\n");
     EXPECT_EQ(status_line, "Sync: Uploading \xE2\x80\x94 Documents/x/report.odt");

@@ -121,6 +121,7 @@ class DrivenProgram(unittest.TestCase):
         merged = {**os.environ, "HOME": str(self.home), "PATH": f"{CLIENT.parent}:{os.environ['PATH']}",
                   "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
         merged = {name: value for name, value in merged.items() if value is not None}
+        self.icon = None
         program, self.log = self.spawn(os.environ["SKYFOLD"], *arguments, stdout=stdout, env=merged)
         return program
 
@@ -131,7 +132,6 @@ class DrivenProgram(unittest.TestCase):
         return program
 
     def start_with_window(self, *arguments):
-        """Shows the window by a click on the icon."""
         program = self.start_beside_tray(*arguments)
         self.assertIsNone(accessible("frame", "Skyfold"), "hidden at first")
         self.click_tray()
@@ -197,6 +197,6 @@ class DrivenProgram(unittest.TestCase):
 
     def click_tray(self, button="1"):
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
-        icon = find_icon()
-        self.assertTrue(icon, "the icon's tooltip stays")
-        subprocess.run(["xdotool", "mousemove", "--window", icon, "6", "6", "click", button], check=True)
+        self.icon = self.icon or find_icon()
+        self.assertTrue(self.icon, "the icon's tooltip stays")
+        subprocess.run(["xdotool", "mousemove", "--window", self.icon, "6", "6", "click", button], check=True)

@@ -54,7 +54,6 @@ class Answer(http.server.BaseHTTPRequestHandler):
 @unittest.skipUnless("AUTHORITY" in os.environ, "no namespaces are allowed here, or there is no /etc/hosts to cover")
 class SignInTest(DrivenProgram):
     def sign_in_by(self, answers, address, *steps):
-        """Starts the program over a client that prints `address`, then takes `steps`; says what the double sees."""
         double = http.server.ThreadingHTTPServer(("127.0.0.1", 443), Answer)
         double.answers, double.seen = answers, []
         answers.setdefault(AUTHORISE, (302, "", REDIRECT))
@@ -89,7 +88,6 @@ class SignInTest(DrivenProgram):
         return seen
 
     def assert_redeemed(self, seen):
-        """One token request, which fits the address that the page was asked for, escape by escape."""
         address = next(path for _, path, _, _ in seen if path.startswith(AUTHORISE))
         asked = dict(pair.split("=") for pair in address.partition("?")[2].split("&"))
         [(path, headers, body)] = [rest for command, *rest in seen if command == "POST"]
@@ -114,7 +112,11 @@ class SignInTest(DrivenProgram):
         way = {AUTHORISE: (302, "", f"/elsewhere?to={REDIRECT}"),
                "/elsewhere": (200, f"<script>location='{NATIVE}?state=1'</script>", ""),
                NATIVE: (200, f"<script>location='{REDIRECT}'</script>", "")}
-        program, seen = self.sign_in_by(way, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"}, OWN_TOKEN)
+        program, seen = self.sign_in_by(way, ADDRESS + "&code_challenge=its-own", {"stdin": REDIRECT + "\n"},
+                                        {"write": {"{home}/got": ""}}, {"wait_for": "{home}/go"}, OWN_TOKEN)
+        self.assertTrue(turn_until((self.home / "got").exists))
+        self.assert_gone("frame", "OneDrive Login")
+        self.write("go")
         self.assert_signed_in(program)
         self.assertEqual([path.partition("?")[2][:4] for command, path, *_ in seen if path != "/favicon.ico"],
                          ["clie", "to=h", "stat"])

@@ -18,7 +18,6 @@ class WaylandTest(DrivenProgram):
         if missing:
             self.skipTest(f"not installed: {', '.join(missing)}")
         self.sign_in("sync_enabled=false\n", "a")
-        # The program's are the variables of a session, whatever this one has.
         self.enterContext(unittest.mock.patch.dict(os.environ))
         socket = self.home / "wayland"
         server, log = self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",

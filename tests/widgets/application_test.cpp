@@ -7,7 +7,6 @@
 #include <atomic>
 
 namespace {
-// One child and what came back from it; `line` is written to it.
 struct Child {
     explicit Child(const std::string& command, const std::string& line = "") {
         const auto take = [this](const std::string& chunk) {
@@ -97,13 +96,17 @@ TEST_F(ApplicationTest, RestartIsOneThing) {
             if (end_comes_first) {
                 ASSERT_TRUE(ends(stopped));
                 std::this_thread::sleep_for(std::chrono::milliseconds(50)); // until that is posted
+                application.toggle_sync();
+            } else {
+                application.on_sync_started(folder);
+                Glib::MainContext::get_default()->iteration(false); // reads what was printed, and no more
+                EXPECT_FALSE(uploads()) << "what the stopped client said last holds no more";
+                std::this_thread::sleep_for(
+                    std::chrono::milliseconds(300)); // the new start overtakes the end
             }
-            application.toggle_sync();
-            ASSERT_TRUE(turn_until([&] { return pid() > 0 || (uploads() && !end_comes_first); }));
-            EXPECT_FALSE(uploads()) << "what the stopped client said last holds no more";
-            ASSERT_TRUE(ends(stopped));
+            ASSERT_TRUE(turn_until([this] { return pid() > 0; }) && ends(stopped));
             turn_for(0.1);
-            EXPECT_TRUE(ApplicationProbe::watch(application).connected());
+            EXPECT_FALSE(uploads());
             EXPECT_TRUE(SkyfoldProbe::sync_switch(window()).get_active());
             EXPECT_EQ(ApplicationProbe::config(application).get("sync_enabled"), "true");
             EXPECT_TRUE(dialog() == nullptr && ApplicationProbe::login_pid(application) == 0);
@@ -163,8 +166,7 @@ TEST_F(ApplicationTest, LateResultsOfAnOlderSignInChangeNothing) {
     EXPECT_TRUE(answered_dialog(patience).ends_with("Exit Code: 3\n\nClient Output:\n"))
         << "nothing of the older one's";
     EXPECT_FALSE(about.get_visible()) << "would keep the program that quits now";
-    for (const char* origin : {"http://127.0.0.1:1", "not an address"})
-        EXPECT_EQ(post_token_request(origin, "x").status, 0U) << origin;
+    EXPECT_EQ(post_token_request("http://127.0.0.1:1", "x").status, 0U);
     application.do_token_exchange("https://login.microsoftonline.com/x?code=", older);
     EXPECT_EQ(answered_dialog(0.1), "") << "no attempt is left that could fail";
 }

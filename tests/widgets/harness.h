@@ -41,7 +41,6 @@ inline bool ends(int child) {
 }
 
 struct ApplicationProbe {
-    // As after construction, with the settings of the present home.
     static void reset(Application& application) {
         application.config = ConfigManager();
         application.daemon_mode = false;
@@ -50,7 +49,6 @@ struct ApplicationProbe {
         application.m_sync_process_pid = 0;
     }
     static auto& pid(Application& application) { return application.m_sync_process_pid; }
-    static auto& watch(Application& application) { return application.sync_watch_connection; }
     static auto& config(Application& application) { return application.config; }
     static auto& login_window(Application& application) { return application.login_window; }
     static auto& main_window(Application& application) { return application.main_window; }
@@ -73,7 +71,6 @@ struct RowProbe {
 
 const std::string hang = R"({"hang": true})"; // the last step of a client that runs until it is ended
 
-/// A step of the client: it prints a line.
 inline std::string says(const std::string& text) {
     return R"({"print": ")" + text + R"(\n"}, )";
 }
@@ -118,7 +115,6 @@ class ShellTest : public testing::Test {
                     std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2") == 0);
     }
 
-    /// The dialog in front, or null.
     static Gtk::MessageDialog* dialog() {
         for (auto* window : Gtk::Window::list_toplevels())
             if (auto* found = dynamic_cast<Gtk::MessageDialog*>(window);

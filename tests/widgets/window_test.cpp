@@ -24,7 +24,6 @@ class WindowTest : public ShellTest {
         return window;
     }
 
-    // Each row's name, status and stripe, as they stand in the list.
     static std::string rows(Skyfold& window) {
         std::string all;
         for (auto* child : SkyfoldProbe::list(window).get_children()) {
