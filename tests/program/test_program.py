@@ -164,7 +164,7 @@ class ProgramTest(DrivenProgram):
         self.find("label", "Uploading")
         switch.do_action(0)
         self.find("label", "Sync: Stopped")
-        self.assertIn("sync_enabled=false", self.settings())
+        self.assertTrue(turn_until(lambda: not clients()) and "sync_enabled=false" in self.settings())
         self.find("label", TERMINATED.format(-1, "Uploading: a ... 5%\n"))
         self.dismiss("Sync Process Error")
         self.press("frame", "Skyfold", "q")
