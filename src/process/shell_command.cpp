@@ -2,11 +2,13 @@
 #include "process/shell_command.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 constexpr int shell_says_killed = 128 + SIGKILL; // of a command that the shell did not replace itself by
@@ -23,7 +25,8 @@ bool was_killed(int wait_status) {
 }
 } // namespace
 
-// Reads with fread, not fgets: a NUL byte in the output would hide the rest of its line from the latter.
+// Reads past the stream: fread would hold its lock meanwhile, for which newer C libraries wait when the
+// process ends, and fgets would lose what follows a NUL byte in a line.
 std::optional<CommandEnd> run_shell_command(const std::string& command) {
     CommandEnd end;
     int wait_status = 0;
@@ -31,8 +34,9 @@ std::optional<CommandEnd> run_shell_command(const std::string& command) {
     if (!pipe)
         return std::nullopt;
     std::array<char, 1024> buffer{};
-    while (const auto count = std::fread(buffer.data(), 1, buffer.size(), pipe.get()))
-        end.output.append(buffer.data(), count);
+    ssize_t count = 0;
+    while ((count = TEMP_FAILURE_RETRY(read(fileno(pipe.get()), buffer.data(), buffer.size()))) > 0)
+        end.output.append(buffer.data(), static_cast<std::size_t>(count));
     pipe.reset();
     end.killed = was_killed(wait_status);
     return end;
