@@ -76,7 +76,12 @@ void Skyfold::build_status_bar() {
 
 void Skyfold::set_sync_status(bool running) {
     show_state(sync_switch, sync_state_label, running);
-    live_status_map.clear(); // of the client before: one that starts has no transfers yet
+    // Of the client before: one that starts has no transfers yet, and does not go on with a line cut short.
+    live_status_map.clear();
+    if (running) {
+        activity_buffer.clear();
+        activity_scan = {};
+    }
     status_label.set_text(running ? "Sync: Starting..." : "Sync: Stopped");
 }
 

@@ -35,7 +35,6 @@ inline void turn_for(double seconds) {
     turn_until([] { return false; }, seconds);
 }
 
-/// Turns the main loop until a child is gone.
 inline bool ends(int child) {
     return turn_until([child] { return kill(child, 0) != 0; });
 }
