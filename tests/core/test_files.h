@@ -11,7 +11,6 @@
 
 namespace fs = std::filesystem;
 
-/// One recording from tests/recordings, byte for byte.
 inline std::string recorded(const std::string& name) {
     const auto text = read_file(std::string(RECORDINGS) + "/" + name);
     EXPECT_TRUE(text) << "no recording " << name;

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 #include <gtkmm/messagedialog.h>
 #include <thread>
+#include <utility>
 
 /// Seconds; less where much of what is waited for will not come.
 inline const double patience = std::getenv("IMPATIENT") != nullptr ? 10 : 40;
@@ -74,7 +75,6 @@ inline std::string says(const std::string& text) {
     return R"({"print": ")" + text + R"(\n"}, )";
 }
 
-/// A step of the client: it leaves a file in the home, as a sign for the test.
 inline std::string marks(const std::string& name) {
     return R"({"write": {"{home}/)" + name + R"(": ""}}, )";
 }
@@ -110,6 +110,7 @@ class ShellTest : public testing::Test {
         }
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
+        delete std::exchange(ApplicationProbe::main_window(application), nullptr); // and what it waits for
         EXPECT_TRUE(!fs::exists(home.file("scenario")) ||
                     std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2") == 0);
     }
