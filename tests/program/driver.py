@@ -2,6 +2,7 @@
 """Drives the built program as a person does: starts it in a home of its own, reads what a screen reader would read, and
 plays the desktop and the client around it. SKYFOLD names the program. Inside the walls of scripts/isolate only.
 """
+import difflib
 import json
 import os
 import pathlib
@@ -16,6 +17,7 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402  pylint: disable=wrong-import-position
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
+APPROVED = pathlib.Path(__file__).resolve().parents[1] / "approved"
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
 PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much of what is waited for will not come
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
@@ -137,6 +139,15 @@ class DrivenProgram(unittest.TestCase):
         self.click_tray()
         self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
         return program
+
+    def assert_approved(self, name, text):
+        """Compares a whole text with the one in tests/approved. Where APPROVE is set, that file is written as well."""
+        file = APPROVED / name
+        approved = file.read_text() if file.exists() else ""
+        if approved != text and "APPROVE" in os.environ:
+            file.write_text(text)
+        diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), f"approved: {name}", "now", lineterm="")
+        self.assertEqual(approved, text, "\n".join([f"tests/approved/{name} differs:", *diff]))
 
     def said(self):
         return self.log.read_text(errors="replace")
