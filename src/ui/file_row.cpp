@@ -10,7 +10,6 @@
 #include <array>
 #include <atkmm/object.h>
 #include <glibmm/main.h>
-#include <gtkmm/menu.h>
 #include <gtkmm/menuitem.h>
 
 namespace {
@@ -201,9 +200,9 @@ void FileRow::show_activity_icon() {
 }
 
 void FileRow::show_menu() {
-    auto* menu = Gtk::make_managed<Gtk::Menu>();
+    menu = std::make_unique<Gtk::Menu>();
     menu->attach_to_widget(*this);
-    const auto add = [menu](const Gtk::Button& shown, const sigc::slot<void>& chosen) {
+    const auto add = [this](const Gtk::Button& shown, const sigc::slot<void>& chosen) {
         auto* item = Gtk::make_managed<Gtk::MenuItem>(shown.get_tooltip_text());
         item->signal_activate().connect(chosen);
         menu->append(*item);
@@ -212,7 +211,6 @@ void FileRow::show_menu() {
     add(sync_button, [this] { sync_button.clicked(); });
     // As it reads now: the row may show something else by the time that it is chosen.
     add(toggle_button, [this, enable = toggle_enables] { signal_toggle_sync.emit(full_path, enable); });
-    menu->signal_hide().connect([menu] { Glib::signal_idle().connect_once([menu] { delete menu; }); });
     menu->show_all();
     menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);
 }

@@ -12,7 +12,9 @@
 #include <gtkmm/image.h>
 #include <gtkmm/label.h>
 #include <gtkmm/listboxrow.h>
+#include <gtkmm/menu.h>
 #include <gtkmm/stack.h>
+#include <memory>
 #include <string>
 
 /// How a row's icon is looked up for a screen of that scale, at `row_icon_size`.
@@ -79,6 +81,7 @@ class FileRow : public Gtk::ListBoxRow {
     std::string full_path;
     bool hovered = false;
     sigc::connection hover_timeout;
+    std::unique_ptr<Gtk::Menu> menu; // lives until the next one: it must outlast its own signals
 
   public:
     sigc::signal<void, std::string> signal_open_location;
