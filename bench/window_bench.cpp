@@ -51,7 +51,7 @@ void turn_for(unsigned milliseconds) {
 }
 
 void turn_until_loaded() {
-    while (!is_status_cache_loaded())
+    while (!status_cache_loaded())
         Glib::MainContext::get_default()->iteration(true);
     turn_for(20);
 }

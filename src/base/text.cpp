@@ -8,10 +8,10 @@ std::string_view trimmed(std::string_view text, std::string_view drop) {
     return text.substr(first, text.find_last_not_of(drop) - first + 1);
 }
 
-std::string_view between_outer_quotes(std::string_view text) {
+std::optional<std::string_view> between_outer_quotes(std::string_view text) {
     const auto first = text.find('"');
     const auto last = text.rfind('"');
     if (first == last)
-        return {};
+        return std::nullopt;
     return text.substr(first + 1, last - first - 1);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
 
 inline constexpr std::string_view blanks = " \t";
@@ -11,9 +12,9 @@ inline constexpr std::string_view white_space = " \t\n\r";
 /// `text` without the characters of `drop` at both ends; empty when nothing else is in it.
 std::string_view trimmed(std::string_view text, std::string_view drop);
 
-/// The bytes strictly between the first and the last double quote, or no data pointer (`data() == nullptr`)
-/// when there are not two of them.
-std::string_view between_outer_quotes(std::string_view text);
+/// The bytes strictly between the first and the last double quote, or nothing where there are not two of
+/// them.
+std::optional<std::string_view> between_outer_quotes(std::string_view text);
 
 inline bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;

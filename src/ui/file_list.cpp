@@ -130,7 +130,7 @@ void Skyfold::update_file_statuses_async() {
         if (const auto living = window.lock())
             (*living)->show_refreshed_statuses();
     };
-    if (is_status_cache_loaded()) {
+    if (status_cache_loaded()) {
         post_when_idle(show);
         return;
     }
@@ -142,7 +142,7 @@ void Skyfold::update_file_statuses_async() {
 
 void Skyfold::show_refreshed_statuses() {
     // Not loaded: a newer refresh was asked for meanwhile, and this one's content is old.
-    if (is_status_cache_loaded()) {
+    if (status_cache_loaded()) {
         // The name is the path below the sync folder.
         for (const auto& [name, row] : rows_by_name)
             row->set_status(get_file_sync_status(name));

@@ -215,14 +215,6 @@ void FileRow::show_menu() {
     menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);
 }
 
-const std::string& FileRow::get_full_path() const {
-    return full_path;
-}
-
-Glib::ustring FileRow::get_status_text() const {
-    return status_label.get_text();
-}
-
 // Decided from what the row shows now, not from the status it was built with.
 void FileRow::on_toggle_clicked() {
     const auto text = get_status_text();

@@ -40,8 +40,8 @@ class FileRow : public Gtk::ListBoxRow {
     /// Shows the three actions as a menu: the buttons are out of reach without a pointer.
     void show_menu();
 
-    [[nodiscard]] const std::string& get_full_path() const;
-    [[nodiscard]] Glib::ustring get_status_text() const;
+    [[nodiscard]] const std::string& get_full_path() const { return full_path; }
+    [[nodiscard]] Glib::ustring get_status_text() const { return status_label.get_text(); }
 
   protected:
     void on_map() override;

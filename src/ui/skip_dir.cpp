@@ -22,9 +22,8 @@ std::string_view value_part(std::string_view line, std::string_view key) {
 std::vector<std::string> quoted_entries(std::string_view list) {
     std::vector<std::string> entries;
     for_each_piece(list, ',', [&entries](std::string_view piece) {
-        const auto quoted = between_outer_quotes(piece);
-        if (quoted.data() != nullptr)
-            entries.emplace_back(quoted);
+        if (const auto quoted = between_outer_quotes(piece))
+            entries.emplace_back(*quoted);
     });
     return entries;
 }

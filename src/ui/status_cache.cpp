@@ -13,13 +13,13 @@
 #include <glibmm/miscutils.h>
 
 namespace {
-std::shared_ptr<const StatusMap> cache; // null: not loaded
+std::shared_ptr<const StatusMap> status_cache; // null: not loaded
 std::atomic<unsigned> generation{0};
 
 void publish(StatusMap map, unsigned refresh) {
     post_when_idle([whole = std::make_shared<const StatusMap>(std::move(map)), refresh] {
         if (refresh == generation)
-            cache = whole;
+            status_cache = whole;
     });
 }
 
@@ -53,12 +53,12 @@ unsigned status_generation() {
     return generation;
 }
 
-bool is_status_cache_loaded() {
-    return cache != nullptr;
+bool status_cache_loaded() {
+    return status_cache != nullptr;
 }
 
 void forget_status_cache() {
-    cache.reset();
+    status_cache.reset();
     ++generation;
 }
 
@@ -81,8 +81,8 @@ void Skyfold::load_sync_status_cache(unsigned refresh) {
 std::string Skyfold::get_file_sync_status(const std::string& relative_path) const {
     const bool exists =
         Glib::file_test(Glib::build_filename(sync_dir, relative_path), Glib::FILE_TEST_EXISTS);
-    return look_up_status(relative_path,
-                          {live_status_map, cache.get(), exists, app != nullptr && app->is_sync_running()});
+    return look_up_status(relative_path, {live_status_map, status_cache.get(), exists,
+                                          app != nullptr && app->is_sync_running()});
 }
 
 std::string Skyfold::execute_onedrive_command(const std::string& arguments) {

@@ -7,7 +7,7 @@
 void forget_status_cache();
 
 /// True once a load has been published since the cache was last forgotten.
-bool is_status_cache_loaded();
+bool status_cache_loaded();
 
 /// Which refresh a load belongs to; one of an older generation is overtaken and counts no more. Any thread.
 unsigned status_generation();

@@ -73,8 +73,7 @@ std::vector<std::string> read_skipped_directories(std::string_view config_dump) 
     std::vector<std::string> entries;
     for_each_line(config_dump, [&entries](std::string_view line) {
         for_each_piece(skip_dir_value(line), ',', [&entries](std::string_view piece) {
-            const auto quoted = between_outer_quotes(piece);
-            const auto entry = quoted.data() != nullptr ? quoted : trimmed(piece, blanks);
+            const auto entry = between_outer_quotes(piece).value_or(trimmed(piece, blanks));
             if (!entry.empty())
                 entries.emplace_back(entry);
         });

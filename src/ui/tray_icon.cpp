@@ -25,8 +25,8 @@ Glib::RefPtr<Gtk::StatusIcon> make_icon(Create create) {
     return Glib::wrap(static_cast<GtkStatusIcon*>(g_object_new(Gtk::StatusIcon::get_type(), nullptr)));
 }
 
-void print_embedded(const Gtk::StatusIcon& icon) {
-    print_line(std::string("DEBUG: Tray icon is_embedded: ") + (icon.is_embedded() ? "true" : "false"));
+void print_embedded(const Glib::RefPtr<Gtk::StatusIcon>& icon) {
+    print_line(std::string("DEBUG: Tray icon is_embedded: ") + (icon->is_embedded() ? "true" : "false"));
 }
 
 // Runs one step of the icon's creation; the text of what it throws follows `failure`.
@@ -58,7 +58,7 @@ void Skyfold::try_create_tray_icon() {
             return;
         }
         print_line("DEBUG: Tray icon object created successfully");
-        print_embedded(*tray_icon.operator->());
+        print_embedded(tray_icon);
         print_line("DEBUG: Scheduling embedding check in 500ms...");
         Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::check_tray_embedding),
                                             first_check_delay);
@@ -115,7 +115,7 @@ void Skyfold::check_tray_embedding() {
         go_on_without_tray_icon();
         return;
     }
-    print_embedded(*tray_icon.operator->());
+    print_embedded(tray_icon);
     if (tray_icon->is_embedded()) {
         print_line("DEBUG: Tray icon embedded successfully!");
         setup_tray_icon();

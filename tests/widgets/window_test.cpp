@@ -19,7 +19,7 @@ class WindowTest : public ShellTest {
                      call("--display-config", says(config), "repeat"));
         forget_status_cache();
         auto window = std::make_unique<Skyfold>(&application, folder);
-        EXPECT_TRUE(turn_until([] { return is_status_cache_loaded(); }));
+        EXPECT_TRUE(turn_until([] { return status_cache_loaded(); }));
         turn_for(0.1);
         return window;
     }
@@ -68,7 +68,7 @@ TEST_F(WindowTest, StatusesComeFromTheNewestAnswerOfTheClient) {
     window->refresh_sync_status();
     ASSERT_TRUE(appears("asked"));
     window->refresh_sync_status(); // while the first, slower one is under way
-    ASSERT_TRUE(turn_until(is_status_cache_loaded));
+    ASSERT_TRUE(turn_until(status_cache_loaded));
     home.write("go", "");
     ASSERT_TRUE(appears("answered"));
     turn_for(0.3);
@@ -88,14 +88,14 @@ TEST_F(WindowTest, QueryThatWasKilledIsAskedOnceMore) {
     window->refresh_sync_status();
     for (const std::string query : {"first", "second", "third"}) {
         ASSERT_TRUE(appears(query)) << query;
-        EXPECT_FALSE(is_status_cache_loaded());
+        EXPECT_FALSE(status_cache_loaded());
         kill_clients();
         if (query == "second") {
-            ASSERT_TRUE(turn_until(is_status_cache_loaded)) << "asked a third time";
+            ASSERT_TRUE(turn_until(status_cache_loaded)) << "asked a third time";
             window->refresh_sync_status();
         }
     }
-    ASSERT_TRUE(turn_until(is_status_cache_loaded));
+    ASSERT_TRUE(turn_until(status_cache_loaded));
     EXPECT_EQ(window->get_file_sync_status("a"), "Skipped");
 }
 
