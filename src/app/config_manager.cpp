@@ -32,11 +32,12 @@ ConfigManager::ConfigManager() {
 
 void ConfigManager::load() {
     std::string error;
-    if (const auto text = read_file(config_path, error)) {
+    const auto text = read_file(config_path, error);
+    may_save = text || error.empty();
+    if (text) {
         read_settings(*text, values);
-    } else if (!error.empty()) {
+    } else if (!may_save) {
         print_error("Error: Could not read config file: " + config_path + ": " + error);
-        may_save = false;
     } else if (!make_file(config_path)) {
         print_error("Error: Could not create config file: " + config_path);
     }

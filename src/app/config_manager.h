@@ -43,5 +43,5 @@ class ConfigManager {
   private:
     std::string config_path;
     Settings values;
-    bool may_save = true;
+    bool may_save = true; // false after a file that is there could not be read
 };

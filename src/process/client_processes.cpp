@@ -13,9 +13,17 @@ namespace {
 constexpr int last_rounds = 40;
 constexpr std::chrono::milliseconds round_length(50);
 
-// A query raises the first before it looks at the second, the end the other way round: one sees the other.
+// A query counts itself, then checks `ending`; shutdown sets `ending`, then counts. So none is missed.
 std::atomic<int> queries_running{0};
 std::atomic<bool> ending{false};
+
+// Counts a query for as long as it runs, however it ends.
+class RunningQuery {
+  public:
+    RunningQuery() { ++queries_running; }
+    RunningQuery(const RunningQuery&) = delete;
+    ~RunningQuery() { --queries_running; }
+};
 
 void run_ignoring_result(const char* command) {
     [[maybe_unused]] const int result = std::system(command);
@@ -23,12 +31,11 @@ void run_ignoring_result(const char* command) {
 } // namespace
 
 CommandEnd query_client(const std::string& arguments) {
-    ++queries_running;
-    std::optional<CommandEnd> end;
-    if (!ending)
-        end = run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null");
-    --queries_running;
-    return end.value_or(CommandEnd{});
+    const RunningQuery counted;
+    if (ending)
+        return {};
+    return run_shell_command(get_onedrive_path_local() + " " + arguments + " 2>/dev/null")
+        .value_or(CommandEnd{});
 }
 
 void kill_clients() {
