@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <csignal>
 #include <fcntl.h>
-#include <malloc.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -31,16 +30,7 @@ static void raise_descriptor_limit() {
     limit_is_raised = setrlimit(RLIMIT_NOFILE, &raised) == 0;
 }
 
-// Each worker would be given a heap of its own, which stays with the process: half a MiB. They live for
-// moments and allocate little: nobody waits for the one that all share.
-static void share_one_heap() {
-#ifdef __GLIBC__
-    mallopt(M_ARENA_MAX, 1);
-#endif
-}
-
 void prepare_process() {
-    share_one_heap();
     open_standard_descriptors();
     survive_closed_pipes();
     std::signal(SIGCHLD, SIG_DFL); // ignored, it would hide how a child ended

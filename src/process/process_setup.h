@@ -3,8 +3,8 @@
 #pragma once
 
 /// Call first in `main`. Opens missing standard descriptors on /dev/null, takes inherited signal dispositions
-/// back that the program cannot work with, raises the limit of open descriptors (each child keeps two for
-/// good), and lets all threads share one heap.
+/// back that the program cannot work with, and raises the limit of open descriptors (each child keeps two for
+/// good).
 void prepare_process();
 
 /// Makes writing to a closed pipe an error instead of a death, by a handler that does nothing: unlike an
