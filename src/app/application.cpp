@@ -2,6 +2,7 @@
 #include "app/application.h"
 
 #include "base/print.h"
+#include "process/child_process.h"
 #include "process/client_files.h"
 #include "process/client_locator.h"
 #include "process/client_processes.h"
@@ -13,7 +14,9 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <gdk/gdkx.h>
 #include <glib-unix.h>
+#include <unistd.h>
 
 Application::Application() : Gtk::Application("org.skyfold", Gio::APPLICATION_NON_UNIQUE) {
     signal_shutdown().connect(sigc::mem_fun(*this, &Application::handle_shutdown), true);
@@ -42,6 +45,7 @@ void Application::on_startup() {
     Gtk::Application::on_startup();
     survive_closed_pipes();
     quit_on_signals();
+    end_children_with_display();
     hold(); // never released: hidden or in the tray there is no window to keep the program alive
     print_line("DEBUG: Application::on_startup() - END (app is held)");
 }
@@ -50,8 +54,7 @@ void Application::on_startup() {
 // thread waits for a command no signal is heard; once one has been, the same signal ends the program at once.
 void Application::quit_on_signals() {
     const auto quit_once = +[](gpointer application) -> gboolean {
-        close_dialogs();
-        static_cast<Application*>(application)->quit();
+        static_cast<Application*>(application)->close_and_quit();
         return G_SOURCE_REMOVE;
     };
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
@@ -62,11 +65,32 @@ void Application::quit_on_signals() {
     }
 }
 
+// When the X server goes, at the end of a session or by a crash, Xlib ends the program without a shutdown,
+// and the client would go on alone. Every call to the toolkit fails here, so the children are all that is
+// seen to.
+void Application::end_children_with_display() {
+    static const Application* running = nullptr;
+    running = this;
+    if (GDK_IS_X11_DISPLAY(gdk_display_get_default()))
+        XSetIOErrorHandler([](Display* /*display*/) -> int {
+            for (const int child : {running->login_pid, running->m_sync_process_pid})
+                for (const int signal : {SIGTERM, SIGKILL})
+                    if (child > 0)
+                        signal_child(child, signal);
+            _exit(EXIT_FAILURE);
+        });
+}
+
+void Application::close_and_quit() {
+    for (auto* dialog : open_dialogs())
+        dialog->response(Gtk::RESPONSE_NONE); // an answer that no person can give
+    quit();
+}
+
 void Application::on_activate() {
     if (main_window != nullptr) {
         print_line("DEBUG: Application::on_activate() - Main window exists, showing it.");
-        main_window->show();
-        main_window->present();
+        main_window->show_in_front();
         return;
     }
     print_line("DEBUG: Application::on_activate() - First launch, beginning startup sequence.");
@@ -129,8 +153,7 @@ void Application::go_on_without_login_window() {
         return;
     }
     login_window = main_window;
-    main_window->show();
-    main_window->present();
+    main_window->show_in_front();
 }
 
 void Application::handle_shutdown() {

@@ -24,6 +24,9 @@ class Application : public Gtk::Application {
     // app/application.cpp: life cycle and the decision what the user sees first
     static Glib::RefPtr<Application> create();
     void set_daemon_mode(bool daemon) { daemon_mode = daemon; }
+    /// Answers every open dialog with no and quits: one that waits in a loop of its own would keep the
+    /// program.
+    void close_and_quit();
     [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
     /// The command for the long-lived children.
     [[nodiscard]] std::string get_onedrive_cli_path() const;
@@ -83,6 +86,7 @@ class Application : public Gtk::Application {
     // app/application.cpp
     void handle_shutdown();
     void quit_on_signals();
+    void end_children_with_display();
     void start_logged_in();
     void show_settings_window();
     void go_on_without_login_window();
@@ -111,6 +115,7 @@ class Application : public Gtk::Application {
     void show_sync_error(int exit_code, const std::string& output);
     void show_sync_running(const std::string& sync_dir);
     void report_failed_launch();
+    void let_launch_go();
 
     bool daemon_mode = false;
     ConfigManager config;
@@ -135,5 +140,5 @@ class Application : public Gtk::Application {
     std::string pkce_client_id;
     std::string pkce_redirect_uri;
     bool gui_exchange_succeeded = false;
-    std::shared_ptr<SyncLaunch> current_launch; // null from a request to start until the child is launched
+    std::shared_ptr<SyncLaunch> current_launch; // whose output and end count; null where there is none
 };

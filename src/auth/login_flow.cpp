@@ -53,7 +53,10 @@ void Application::start_login_process(bool reauth) {
         },
         &login_stdin, &login_pid, nullptr);
     if (login_pid == 0)
-        post_when_idle([this] { show_login_error("The OneDrive client could not be started."); });
+        post_when_idle([this, instance = login_instance] {
+            if (login_instance == instance)
+                show_login_error("The OneDrive client could not be started.");
+        });
 }
 
 void Application::show_startup_window() {
@@ -172,11 +175,13 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
     if (login_instance != attempt.instance)
         return;
     login_pid = 0;
-    if (gui_exchange_succeeded) {
-        gui_exchange_succeeded = false; // the program ended the child itself
+    if (gui_exchange_succeeded) { // the program ended the child itself
+        gui_exchange_succeeded = false;
+        login_instance = no_attempt;
         return;
     }
     if (exit_code == 0 && is_client_token_present()) {
+        login_instance = no_attempt; // its page may be open still, and nothing that comes from there counts
         on_login_successful();
     } else if (!attempt.reauth && asks_for_reauth_at_login(login_output)) {
         print_line("DEBUG: Login failed with reauth requirement. Retrying with --reauth...");
@@ -203,12 +208,10 @@ void Application::show_login_error(const std::string& details) {
     const auto dialog = make_error_dialog(nullptr, "Login Error", details);
     dialog->run();
     dialog->hide();
-    close_dialogs(); // else one that is open in the main window would keep the program
-    quit();
+    close_and_quit();
 }
 
 void Application::on_login_successful() {
-    login_instance = no_attempt; // its page may be open still, and nothing that comes from there counts
     config.set("is_logged_in", "true");
     login_window = nullptr;
     for (auto* window : get_windows())

@@ -6,6 +6,7 @@
 #include "process/main_loop.h"
 #include "sync/sync_end.h"
 #include "ui/dialogs.h"
+#include "ui/settings_window.h"
 #include "ui/skyfold.h"
 
 #include <csignal>
@@ -44,9 +45,11 @@ void Application::on_sync_started(const std::string& sync_dir) {
         return;
     }
     m_sync_process_pid = starting;
-    current_launch.reset();
+    let_launch_go();
     config.set("sync_dir", sync_dir);
-    if (!daemon_mode && login_window != main_window)
+    // In daemon mode only the window of an accepted folder: an error dialog stays.
+    if (login_window != main_window &&
+        (!daemon_mode || dynamic_cast<SettingsWindow*>(login_window) != nullptr))
         hide_login_window();
     const bool underway = start_worker([this, sync_dir] {
         kill_existing_onedrive_processes();
@@ -54,6 +57,14 @@ void Application::on_sync_started(const std::string& sync_dir) {
     });
     if (!underway)
         report_failed_launch();
+}
+
+// The end of the launch before, and what it still prints, count no more. The rest of its unfinished line is
+// not interpreted either, so that line and its live states go, too.
+void Application::let_launch_go() {
+    current_launch.reset();
+    if (main_window != nullptr)
+        main_window->forget_activity();
 }
 
 void Application::kill_existing_onedrive_processes() {
@@ -86,6 +97,11 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
 void Application::report_failed_launch() {
     print_error("ERROR: Failed to launch sync process.");
     m_sync_process_pid = none;
+    for (auto* window : get_windows())
+        if (main_window == nullptr && dynamic_cast<SettingsWindow*>(window) != nullptr) {
+            window->show(); // the very first launch: nothing else would lead to the program
+            login_window = window;
+        }
 }
 
 // Hidden in daemon mode, the main window tells the truth all the same; but none is made then.
@@ -117,6 +133,7 @@ void Application::on_sync_exit(SyncLaunch& launch, int exit_code) {
         report_exit_code(exit_code);
         return;
     }
+    current_launch.reset(); // its output is judged once more, here, and goes with the caller
     m_sync_process_pid = none;
     const auto end = judge_sync_end({sync_quit_requested, launch.resync, exit_code, launch.output});
     if (end == SyncEnd::resync || end == SyncEnd::reauth) {
@@ -201,7 +218,7 @@ void Application::toggle_sync() {
     if (sync_dir.empty())
         return;
     config.set("sync_enabled", "true");
-    current_launch.reset(); // from here on, and not from the idle task: the last child's end may come first
+    let_launch_go(); // here, and not in the idle task: the last child's end may come first
     post_when_idle([this, sync_dir] {
         if (m_sync_process_pid == none)
             on_sync_started(sync_dir);

@@ -92,12 +92,12 @@ std::unique_ptr<Gtk::MessageDialog> make_error_dialog(Gtk::Window* parent, const
     return dialog;
 }
 
-void close_dialogs() {
-    for (auto* window : Gtk::Window::list_toplevels()) {
-        auto* dialog = dynamic_cast<Gtk::Dialog*>(window);
-        if (dialog != nullptr && dialog->get_visible())
-            dialog->response(Gtk::RESPONSE_NONE);
-    }
+std::vector<Gtk::Dialog*> open_dialogs() {
+    std::vector<Gtk::Dialog*> dialogs;
+    for (auto* window : Gtk::Window::list_toplevels())
+        if (auto* dialog = dynamic_cast<Gtk::Dialog*>(window); dialog != nullptr && dialog->get_visible())
+            dialogs.push_back(dialog);
+    return dialogs;
 }
 
 std::unique_ptr<Gtk::MessageDialog> make_question_dialog(Gtk::Window& parent, const std::string& primary,

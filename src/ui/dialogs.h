@@ -6,14 +6,14 @@
 #include <gtkmm/messagedialog.h>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// An error with one OK button; `parent` may be null. A `secondary` text too long for the screen scrolls.
 std::unique_ptr<Gtk::MessageDialog> make_error_dialog(Gtk::Window* parent, const std::string& primary,
                                                       const std::string& secondary);
 
-/// Answers every open dialog with `Gtk::RESPONSE_NONE`, which no person can: one that waits in a loop of its
-/// own would keep the program from quitting.
-void close_dialogs();
+/// The dialogs that are shown now, whatever their kind.
+std::vector<Gtk::Dialog*> open_dialogs();
 
 /// A question with Yes and No; only `Gtk::RESPONSE_YES` is a yes. An empty secondary text is left out.
 std::unique_ptr<Gtk::MessageDialog> make_question_dialog(Gtk::Window& parent, const std::string& primary,

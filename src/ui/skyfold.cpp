@@ -76,13 +76,15 @@ void Skyfold::build_status_bar() {
 
 void Skyfold::set_sync_status(bool running) {
     show_state(sync_switch, sync_state_label, running);
-    // Of the client before: one that starts has no transfers yet, and does not go on with a line cut short.
-    live_status_map.clear();
-    if (running) {
-        activity_buffer.clear();
-        activity_scan = {};
-    }
+    if (!running)
+        live_status_map.clear();
     status_label.set_text(running ? "Sync: Starting..." : "Sync: Stopped");
+}
+
+void Skyfold::forget_activity() {
+    live_status_map.clear();
+    activity_buffer.clear();
+    activity_scan = {};
 }
 
 bool Skyfold::on_delete_event(GdkEventAny* /*event*/) {
@@ -94,19 +96,23 @@ bool Skyfold::on_delete_event(GdkEventAny* /*event*/) {
     return false;
 }
 
+void Skyfold::show_in_front() {
+    show();
+    present();
+    for (auto* dialog : open_dialogs()) // modal, and without an answer behind the window
+        dialog->present();
+}
+
 void Skyfold::on_show_hide() {
-    if (is_visible()) {
+    if (is_visible())
         hide();
-    } else {
-        show();
-        present();
-    }
+    else
+        show_in_front();
 }
 
 void Skyfold::on_quit() {
-    close_dialogs();
     if (app != nullptr)
-        app->quit();
+        app->close_and_quit();
     else
         Gtk::Main::quit();
 }

@@ -52,6 +52,10 @@ class Skyfold : public Gtk::Window {
     /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
     /// switch, whose handler compares the two.
     void set_sync_status(bool running);
+    /// Forgets the unfinished line and the live states of a client whose output is interpreted no more.
+    void forget_activity();
+    /// Shows and raises the window; a dialog that is open comes in front of it again.
+    void show_in_front();
     void on_show_hide();
     void on_quit();
     /// Forgets the status cache and refreshes every row.
