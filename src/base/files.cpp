@@ -11,11 +11,11 @@
 #include <wordexp.h>
 
 namespace {
-constexpr mode_t new_file_mode = 0666; // less the process's mask
+constexpr mode_t new_file_mode = 0666; // the umask applies
 constexpr mode_t mode_bits = 07777;
-constexpr int most_links = 40; // as many as the system follows
+constexpr int most_links = 40; // the kernel's own limit
 
-// Where symbolic links at the end of `path` lead to, whether or not something is there.
+// Follows `path` while it is a symbolic link, and returns where it leads; nothing need exist there.
 std::string behind_links(const std::string& path) {
     std::filesystem::path reached = path;
     std::error_code error;
@@ -28,7 +28,7 @@ std::string behind_links(const std::string& path) {
     return reached.string();
 }
 
-// What is known of the regular file at `path`, or nothing; `error` is empty where there is no file.
+// The status of the regular file at `path`; else nothing, and `error` says why (it is empty without a file).
 std::optional<struct stat> look_at_file(const std::string& path, std::string& error) {
     struct stat status = {};
     const bool exists = stat(path.c_str(), &status) == 0;
@@ -74,7 +74,7 @@ bool replace_file(const std::string& path, std::string_view content, std::string
     }
     if (!old)
         return true;
-    // What the process's mask took from it, and whose it was: the superuser may write the files of others.
+    // Restores the owner (root may replace other users' files) and the mode bits that the umask removed.
     if (old->st_uid != geteuid() || old->st_gid != getegid())
         std::ignore = chown(target.c_str(), old->st_uid, old->st_gid);
     chmod(target.c_str(), mode);

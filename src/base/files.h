@@ -1,30 +1,30 @@
 // SPDX-License-Identifier: MIT
-// Reading and replacing small files, and finding them from a path with "~". What they hold is left to others.
+// Reads and replaces small files, and expands paths that begin with "~". It does not interpret their content.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
 
-/// The whole content of a regular file, as bytes. Else nothing, and `error` says why; it is empty where there
-/// is simply no file. What was read before an error does not count, and nothing waits at a FIFO or a device.
+/// The whole content of a regular file, as bytes. On failure nothing, not even a part, and `error` says why;
+/// it is empty when there is no file. A FIFO or a device is an error, since reading it could block.
 std::optional<std::string> read_file(const std::string& path, std::string& error);
 
-/// The same for those who do not care why.
+/// The same without the reason for a failure.
 std::optional<std::string> read_file(const std::string& path);
 
-/// Puts a new file in the place of `path`, or makes it: whoever reads sees the old content or all of the new
-/// one, and a failure leaves the old one. False then, and `error` says why.
+/// Replaces the file at `path`, or creates it, in one step: a reader sees either the old content or all of
+/// the new. On failure it returns false, the old content stays, and `error` says why.
 ///
-/// A symbolic link stays, and what it leads to is replaced. Mode and owner stay (a new file has the process's
-/// defaults); write protection is respected, and what is no regular file is left alone. A further hard link
-/// goes on naming the old content. The folder has to be writable.
+/// A symbolic link is kept and its target is replaced. Mode and owner are kept (a new file has the process's
+/// defaults). A read-only file is not replaced, nor is anything but a regular file. Another hard link to the
+/// file keeps the old content. The folder must be writable.
 bool replace_file(const std::string& path, std::string_view content, std::string& error);
 
-/// The same for those who do not care why.
+/// The same without the reason for a failure.
 bool replace_file(const std::string& path, std::string_view content);
 
-/// Makes an empty file where there is none, and leaves one that is there. False when it cannot be opened.
+/// Creates an empty file unless there is one already. False when the file cannot be opened.
 bool make_file(const std::string& path);
 
 /// The first word of the shell-style expansion of `path` ("~" and variables), or nothing when that fails.

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Diagnostic lines. They are always on; their prefixes ("DEBUG: ", "ERROR: ") belong to the callers.
+// Prints diagnostic lines, which are always on. The callers add the prefixes ("DEBUG: ", "ERROR: ").
 #pragma once
 
 #include <string_view>
 
-/// Writes `text` (any bytes) and a line end to standard output and flushes. A line written by one thread is
-/// never interleaved with another's. A stream that cannot be written is ignored.
+/// Writes `text` (any bytes) and a line end to standard output and flushes it. Lines of different threads are
+/// never interleaved. Write errors are ignored.
 void print_line(std::string_view text);
 
-/// The same on standard error.
+/// The same for standard error.
 void print_error(std::string_view text);

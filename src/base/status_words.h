@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The words that rows show and that the activity rules, the status cache and the rows exchange.
+// The status words that rows show. The activity rules and the status cache produce them.
 #pragma once
 
 #include <functional>
@@ -18,5 +18,5 @@ inline constexpr std::string_view syncing = "Syncing...";
 inline constexpr std::string_view unknown = "Unknown";
 } // namespace status_word
 
-/// From a path relative to the sync folder to a status word, in byte order of the paths.
+/// Maps a path relative to the sync folder to a status word, in byte order of the paths.
 using StatusMap = std::map<std::string, std::string, std::less<>>;

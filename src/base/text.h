@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Small operations on bytes that several rules share. Text is never assumed to be valid UTF-8 here.
+// Small operations on bytes that several rules share. Text need not be valid UTF-8 here.
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 inline constexpr std::string_view blanks = " \t";
 inline constexpr std::string_view white_space = " \t\n\r";
 
-/// `text` without the characters of `drop` at both ends; empty when nothing else is in it.
+/// Returns `text` without the characters of `drop` at both ends; empty when it has no others.
 std::string_view trimmed(std::string_view text, std::string_view drop);
 
 /// The bytes strictly between the first and the last double quote, or nothing where there are not two of
@@ -24,7 +24,7 @@ inline bool contains_any(std::string_view text, const auto& parts) {
     return std::ranges::any_of(parts, [text](auto part) { return contains(text, part); });
 }
 
-/// Calls `take(piece)` for each piece of `text` between separators; an empty text has one empty piece.
+/// Calls `take(piece)` for each piece of `text` between separators; an empty text is one empty piece.
 template<typename Take>
 void for_each_piece(std::string_view text, char separator, Take take) {
     for (;;) {
@@ -36,7 +36,7 @@ void for_each_piece(std::string_view text, char separator, Take take) {
     }
 }
 
-/// Calls `take(line)` for each line without its line end; a last line needs none, and nothing follows one.
+/// Calls `take(line)` for each line, without its line end. A text that ends with one has no empty last line.
 template<typename Take>
 void for_each_line(std::string_view text, Take take) {
     while (!text.empty()) {
