@@ -17,14 +17,14 @@
 namespace {
 constexpr std::size_t chunk_size = 4096; // bytes
 
-// Both ends of a pipe, as pipe2 fills it in.
+// The two ends of a pipe, in the order in which pipe2 returns them.
 using Pipe = std::array<int, 2>;
 constexpr std::size_t read_end = 0;
 constexpr std::size_t write_end = 1;
 
-// Between fork and exec, in a program with threads: async-signal-safe calls only.
+// Runs between fork and exec in a program with threads, so it may call only async-signal-safe functions.
 [[noreturn]] void run_shell(const char* command, const Pipe& output, const Pipe& input) {
-    setpgid(0, 0); // a group of its own, for signal_child
+    setpgid(0, 0); // a process group of its own, for signal_child
     dup2(output[write_end], STDOUT_FILENO);
     dup2(output[write_end], STDERR_FILENO);
     dup2(input[read_end], STDIN_FILENO);
@@ -35,12 +35,12 @@ constexpr std::size_t write_end = 1;
 
 Glib::RefPtr<Glib::IOChannel> raw_channel(int descriptor) {
     auto channel = Glib::IOChannel::create_from_fd(descriptor);
-    channel->set_encoding("");    // bytes, no conversion
-    channel->set_buffered(false); // a line written arrives at once; a chunk is one read
+    channel->set_encoding("");    // raw bytes, no conversion
+    channel->set_buffered(false); // each write arrives at once, and each chunk is one read
     return channel;
 }
 
-// False removes the watch.
+// Returning false removes the watch.
 bool read_chunk(Glib::IOCondition condition, const Glib::RefPtr<Glib::IOChannel>& channel,
                 const std::function<void(const std::string&)>& on_output) {
     if ((condition & (Glib::IO_IN | Glib::IO_PRI)) == Glib::IOCondition{})
@@ -49,7 +49,7 @@ bool read_chunk(Glib::IOCondition condition, const Glib::RefPtr<Glib::IOChannel>
     gsize size = 0;
     const auto status = channel->read(buffer.data(), buffer.size(), size);
     if (status == Glib::IO_STATUS_NORMAL && size > 0)
-        run_guarded([&] { on_output({buffer.data(), size}); }); // what it throws ends no reading
+        run_guarded([&] { on_output({buffer.data(), size}); }); // an exception must not end the reading
     return status == Glib::IO_STATUS_NORMAL || status == Glib::IO_STATUS_AGAIN;
 }
 
@@ -80,7 +80,8 @@ void launch_process(const std::string& command, std::function<void(const std::st
                     sigc::connection* watch) {
     Pipe output{};
     Pipe input{};
-    // Close-on-exec: only the child's own three descriptors cross into it.
+    // Close-on-exec: the child inherits only its own three descriptors. A failure below leaves the pipes
+    // open: they are four descriptors at most, and nothing retries a failed launch on its own.
     if (pipe2(output.data(), O_CLOEXEC) != 0 || pipe2(input.data(), O_CLOEXEC) != 0) {
         print_error("ERROR: Failed to create pipes");
         return;
@@ -93,7 +94,7 @@ void launch_process(const std::string& command, std::function<void(const std::st
     if (child == 0)
         run_shell(command.c_str(), output, input);
 
-    setpgid(child, child); // here as well: whoever comes first
+    setpgid(child, child); // the child does this too; either may run first
     close(output[write_end]);
     close(input[read_end]);
     if (pid != nullptr)

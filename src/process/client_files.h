@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where the outside client keeps its files, and its token. What else they hold is left to others.
+// Finds and writes the client's own files, above all its token. It does not interpret their content.
 #pragma once
 
 #include <optional>
@@ -9,16 +9,16 @@
 /// `HOME` + "/.config/onedrive/" + name; nothing when `HOME` is unset.
 std::optional<std::string> client_file(std::string_view name);
 
-/// True when the token file can be opened for reading; its content is not looked at.
+/// True when the token file can be opened for reading; its content is not read.
 bool is_client_token_present();
 
 /// Deletes one of the files; a missing file or an unset `HOME` is not an error.
 void remove_client_file(std::string_view name);
 
-/// Replaces one of the files. False when `HOME` is unset, or when it cannot be written whole, which is
-/// printed on standard error: the old content is still there then.
+/// Replaces one of the files. Returns false when `HOME` is unset. When the file cannot be written, prints an
+/// error, returns false and leaves the old content.
 bool write_client_file(std::string_view name, std::string_view content);
 
-/// Replaces the token file: the token alone, without a line end. Makes the client's folder (last level only,
-/// mode 0700) when it is missing. False as above.
+/// Writes the token file: only the token, without a line end. Creates the client's folder (one level, mode
+/// 0700) if it is missing. Returns false as `write_client_file` does.
 bool save_client_token(std::string_view token);

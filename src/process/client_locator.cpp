@@ -14,7 +14,7 @@ constexpr const char* on_search_path = "onedrive-cli";
 constexpr std::array installed = {"/usr/bin/onedrive-cli", "/usr/local/bin/onedrive-cli", "/usr/bin/onedrive",
                                   "/usr/local/bin/onedrive"};
 
-// Absolute where that is possible.
+// An absolute path, unless the current folder cannot be determined.
 std::string client_beside_us() {
     std::error_code error;
     const auto folder = std::filesystem::current_path(error);
@@ -30,8 +30,8 @@ std::string find_client_for_children(const std::function<bool(const char*)>& qua
     if (qualifies(beside_us))
         return client_beside_us();
     const auto found = get_onedrive_path_local(qualifies);
-    // Returned relative, unlike the one beside us: the command is run at once, from this folder, and printed,
-    // and a person who tries a build tree finds the client there as it is called.
+    // Stays relative, unlike the client beside us: the shell runs it at once in this same folder, and the
+    // printed command shows whoever tries a build tree that its client is the one in use.
     return found == on_search_path && qualifies(above_us) ? above_us : found;
 }
 

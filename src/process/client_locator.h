@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Chooses which file of the outside client to run. The two search orders differ on purpose.
+// Chooses which client executable to run. The two search orders differ on purpose: a build tree's client can
+// be tried for the children, while one-shot calls do not depend on the current folder.
 #pragma once
 
 #include <functional>
 #include <string>
 
-/// A placeholder for the outside client, for what may move here one day. Nothing constructs it.
+/// Nothing constructs this: the name is reserved for a state that the functions below may one day share.
 class OneDriveClient {
   public:
-    OneDriveClient() {} // NOLINT(modernize-use-equals-default): an empty constructor is all there is to it
+    OneDriveClient() {} // NOLINT(modernize-use-equals-default): a constructor with an empty body is wanted
 };
 
 /// True when the file may be executed (`access` with X_OK).

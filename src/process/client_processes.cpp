@@ -13,7 +13,8 @@ namespace {
 constexpr int last_rounds = 40;
 constexpr std::chrono::milliseconds round_length(50);
 
-// A query counts itself, then checks `ending`; shutdown sets `ending`, then counts. So none is missed.
+// A query counts itself and then checks `ending`; the shutdown sets `ending` and then reads the count. So
+// every query either sees the shutdown or is seen by it.
 std::atomic<int> queries_running{0};
 std::atomic<bool> ending{false};
 
@@ -46,7 +47,7 @@ void kill_clients() {
 
 void end_client_queries() {
     ending = true;
-    // Again and again: a query whose shell has not become the client yet is not found.
+    // Repeated, because pkill does not find a query whose shell has not yet executed the client.
     for (int round = 0; queries_running > 0 && round < last_rounds; ++round) {
         kill_clients();
         std::this_thread::sleep_for(round_length);

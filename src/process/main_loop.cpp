@@ -13,8 +13,8 @@
 namespace {
 struct PostedTask {
     std::function<void()> run;
-    // Always true when the task runs. The main loop's own lock orders the hand-over already; this one is
-    // visible to ThreadSanitizer too, which does not see into GLib.
+    // Always true when the task runs. GLib's own lock already orders the hand-over, but ThreadSanitizer does
+    // not see that lock; it sees this atomic.
     std::atomic<bool> handed_over{false};
 };
 
@@ -29,8 +29,8 @@ void release_posted(gpointer data) {
     delete static_cast<PostedTask*>(data);
 }
 
-// Not the main context's invoke: while nobody runs the loop, at the end, that runs the task on the caller's
-// thread.
+// Does not use g_main_context_invoke: at shutdown, when no thread runs the loop, that would run the task on
+// the caller's thread.
 void post(std::function<void()> run, int priority) {
     auto task = std::make_unique<PostedTask>();
     task->run = std::move(run);
@@ -39,7 +39,7 @@ void post(std::function<void()> run, int priority) {
 }
 } // namespace
 
-// Nothing that is thrown may reach the main loop or end a thread.
+// No exception may reach the main loop or end a thread.
 void run_guarded(const std::function<void()>& task) {
     try {
         task();

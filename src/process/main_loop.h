@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-// How work goes to another thread, and how that thread hands its result back to the main loop.
+// Starts work on another thread, and posts its result back to the main loop.
 #pragma once
 
 #include <functional>
 
-/// Runs `task` once on the main loop's thread, at default priority (0). Any thread may call. What the caller
-/// wrote before is visible to the task. An exception that leaves the task is printed and ends there.
+/// Runs `task` once on the main loop's thread, at default priority (0). Any thread may call it; the task sees
+/// everything that the caller has written before. An exception in the task is printed and not passed on.
 void post_to_main_loop(std::function<void()> task);
 
 /// The same at the default idle priority (200).
 void post_when_idle(std::function<void()> task);
 
-/// Runs `body` on a detached thread of its own, which must own all that it uses. An exception that leaves
-/// the body is printed and ends there. False, with a printed line, when no thread can be made.
+/// Runs `body` on a new detached thread; `body` must own everything that it uses. An exception in it is
+/// printed and not passed on. When no thread can be made, prints an error and returns false.
 bool start_worker(std::function<void()> body);
 
-/// Runs `task` here; an exception that leaves it is printed and ends there. For handlers that others call.
+/// Runs `task` at once. An exception in it is printed and not passed on. For callbacks that a library calls.
 void run_guarded(const std::function<void()>& task);

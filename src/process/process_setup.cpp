@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 namespace {
-// For 4,000 children and more; modest, since one-shot commands inherit it.
+// Enough for 4,000 children, each of which keeps two; not more, because one-shot commands inherit it.
 constexpr rlim_t enough_descriptors = 8192;
 
 rlimit limit_at_start{};
@@ -18,7 +18,7 @@ bool limit_is_raised = false;
 static void open_standard_descriptors() {
     int opened = STDERR_FILENO;
     while (opened >= 0 && opened <= STDERR_FILENO)
-        opened = open("/dev/null", O_RDWR); // NOLINT(*-cloexec): these are meant for children too
+        opened = open("/dev/null", O_RDWR); // NOLINT(*-cloexec): children are meant to inherit these
     if (opened > STDERR_FILENO)
         close(opened);
 }
@@ -33,7 +33,7 @@ static void raise_descriptor_limit() {
 void prepare_process() {
     open_standard_descriptors();
     survive_closed_pipes();
-    std::signal(SIGCHLD, SIG_DFL); // ignored, it would hide how a child ended
+    std::signal(SIGCHLD, SIG_DFL); // if it were ignored, waitpid would not report how a child ended
     raise_descriptor_limit();
 }
 

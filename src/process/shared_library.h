@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: MIT
-// A shared library that is loaded when it is first needed and not at start: what only signing in uses would
-// otherwise be in memory for weeks. Headers give the types of what is found in it.
+// Loads a shared library when it is first needed. What only a sign-in uses would otherwise be in memory for
+// weeks. The library's own headers declare the types of its functions.
 #pragma once
 
 #include <dlfcn.h>
 #include <string>
 
-/// Stays loaded until the process ends: what a library has started cannot be taken back. Any thread.
+/// The library stays loaded until the process ends: it may have started threads. Any thread may use this.
 class SharedLibrary {
   public:
-    /// `name` is the one that the dynamic linker searches for, with the version of the interface.
+    /// `name` is the library's soname, such as "libsoup-3.0.so.0".
     explicit SharedLibrary(const char* name) : handle(dlopen(name, RTLD_LAZY | RTLD_GLOBAL)) {
         keep_error_of(handle);
     }
 
-    /// What `name` names, or null.
+    /// Returns the function called `name`, or null.
     template<typename Function>
     Function* find(const char* name) {
         void* function = handle == nullptr ? nullptr : dlsym(handle, name);
@@ -22,8 +22,7 @@ class SharedLibrary {
         return reinterpret_cast<Function*>(function);
     }
 
-    /// The dynamic linker's first message; empty when the library is loaded and all that was looked for is in
-    /// it.
+    /// The dynamic linker's first error; empty when the library and every function looked for were found.
     [[nodiscard]] const std::string& error() const { return first_error; }
 
   private:
@@ -38,6 +37,6 @@ class SharedLibrary {
     std::string first_error;
 };
 
-/// Declares a member that is the function of that name, found in the member `library` before it.
+/// Declares a member called `name`: the function of that name in `library`, a member declared before it.
 // NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared takes none
 #define FOUND_IN_LIBRARY(name) decltype(&::name) name = library.find<decltype(::name)>(#name)

@@ -11,9 +11,9 @@
 #include <unistd.h>
 
 namespace {
-constexpr int shell_says_killed = 128 + SIGKILL; // of a command that the shell did not replace itself by
+constexpr int shell_says_killed = 128 + SIGKILL; // the shell's own status after its command was killed
 
-// Noted by the closing of the pipe, so that it happens on every way out.
+// Closes the pipe and stores its wait status, on every way out of a function.
 struct ClosePipe {
     int* wait_status;
     void operator()(std::FILE* pipe) const { *wait_status = pclose(pipe); }
@@ -25,8 +25,8 @@ bool was_killed(int wait_status) {
 }
 } // namespace
 
-// Reads past the stream: fread would hold its lock meanwhile, for which newer C libraries wait when the
-// process ends, and fgets would lose what follows a NUL byte in a line.
+// Reads the descriptor, not the stream: fread would hold the stream's lock meanwhile, for which newer C
+// libraries wait when the process ends, and fgets would lose the rest of a line after a NUL byte.
 std::optional<CommandEnd> run_shell_command(const std::string& command) {
     CommandEnd end;
     int wait_status = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs one shell command to its end and returns what it printed. Long-lived children are child_process.h's.
+// Runs one shell command to its end and returns what it printed. child_process.h runs long-lived children.
 #pragma once
 
 #include <optional>
@@ -11,12 +11,12 @@ struct CommandEnd {
     bool killed = false; // by SIGKILL: the output may have been cut short
 };
 
-/// Runs `command`; nothing when it could not be started. Blocks the calling thread, any thread may call.
+/// Runs `command` and waits for its end; nothing when it could not be started. Any thread may call it.
 std::optional<CommandEnd> run_shell_command(const std::string& command);
 
-/// A general utility: the output alone, but a failed start throws `std::runtime_error` ("popen() failed!").
+/// Returns the output; throws `std::runtime_error` if `command` could not be started. Not called at present.
 std::string exec(const char* command);
 
-/// Makes any text safe between double quotes (POSIX shell, quoting): the four characters that stay special
-/// there get a backslash.
+/// Escapes `text` for use between double quotes in a POSIX shell: the four characters that are special there
+/// get a backslash.
 std::string inside_double_quotes(std::string_view text);
