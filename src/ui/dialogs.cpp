@@ -10,7 +10,7 @@
 #include <gtkmm/textview.h>
 
 namespace {
-// A text within these limits fits on any screen as the toolkit shows it.
+// A label with a text within these limits fits on any screen.
 constexpr std::size_t label_bytes = 1200;
 constexpr std::ptrdiff_t label_lines = 15;
 
@@ -32,8 +32,8 @@ bool fits_a_label(const std::string& text) {
     return text.size() <= label_bytes && std::ranges::count(text, '\n') <= label_lines;
 }
 
-// The toolkit lays a line out as a whole, which takes minutes for one of megabytes. Where it would only wrap
-// such a line anyway, this ends it.
+// The toolkit lays out a line as a whole, which takes minutes for a line of megabytes. The view would wrap
+// such a line anyway, so it is broken beforehand.
 std::string with_long_lines_broken(std::string_view text) {
     std::string broken;
     broken.reserve(text.size() + text.size() / view_line);
@@ -65,8 +65,8 @@ Gtk::ScrolledWindow* make_text_view(const std::string& text) {
     return scrolled;
 }
 
-// The secondary text is the whole text in any case. A long one is taken out of sight, where it costs no
-// layout, and a view that scrolls stands in for it: a label would grow past the screen and take OK along.
+// The dialog's secondary text is always the whole text. The label of a long one is hidden, where it costs no
+// layout, and a scrolling view replaces it: the label would push the OK button off the screen.
 void set_secondary(Gtk::MessageDialog& dialog, const std::string& secondary) {
     const auto text = display_text(secondary);
     dialog.set_secondary_text(text, false);
@@ -80,7 +80,7 @@ void set_secondary(Gtk::MessageDialog& dialog, const std::string& secondary) {
     }
     area->pack_start(*make_text_view(text.raw()), Gtk::PACK_EXPAND_WIDGET);
     dialog.set_resizable(true);
-    // Not the view, which would keep the Return key.
+    // The view must not have the focus, because it keeps the Return key.
     dialog.get_widget_for_response(Gtk::RESPONSE_OK)->grab_focus();
 }
 } // namespace

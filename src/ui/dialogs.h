@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The two kinds of message dialogs: an error with OK, a question with Yes and No. Both modal; showing them is
-// left to the callers. Texts are bytes; the primary text is also what a screen reader announces.
+// Makes the two kinds of message dialogs: an error with OK, and a question with Yes and No. Both are modal,
+// and the callers show them. Texts are bytes; a screen reader announces the primary text.
 #pragma once
 
 #include <gtkmm/messagedialog.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The one way from bytes (file names, the client's output) into a widget.
+// Converts bytes (file names, the client's output) for a widget. All such text passes through here.
 #pragma once
 
 #include <glibmm/ustring.h>
 #include <string_view>
 
-/// `bytes` as valid UTF-8 without NUL bytes: what is neither becomes U+FFFD.
+/// Returns `bytes` as UTF-8, with U+FFFD in place of invalid bytes and NUL bytes.
 inline Glib::ustring display_text(std::string_view bytes) {
     return Glib::ustring(std::string(bytes)).make_valid();
 }

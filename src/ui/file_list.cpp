@@ -18,14 +18,14 @@ namespace {
 using Icon = Glib::RefPtr<Gdk::Pixbuf>;
 using Wanted = Glib::RefPtr<Gio::Icon>;
 
-// What of an entry its row is made from; all that the file layer tells of it is some 3 KiB.
+// The fields that a row needs; a whole `Gio::FileInfo` takes about 3 KiB.
 struct Entry {
     std::string name; // bytes
     Wanted icon;      // may be empty
     bool is_folder;
 };
 
-// Folders first, then in plain byte order, whatever the locale.
+// Folders come first; otherwise the order is that of the bytes, whatever the locale.
 bool comes_before(const Entry& one, const Entry& other) {
     return one.is_folder != other.is_folder ? one.is_folder : one.name < other.name;
 }
@@ -40,7 +40,7 @@ std::vector<Entry> read_folder(const std::string& path) {
     return entries;
 }
 
-// The icons of one listing: many entries share one.
+// Loads the icons of one listing, each only once: many entries share an icon.
 class ListIcons {
   public:
     explicit ListIcons(int screen_scale) : scale(screen_scale) {}
@@ -75,7 +75,7 @@ class ListIcons {
         }
     }
 
-    // Not guarded: without even these the listing ends.
+    // Not guarded: if even these fallback icons are missing, the exception ends the listing.
     Icon named(const char* name) {
         auto& known = by_name[name];
         if (!known)
@@ -91,7 +91,7 @@ class ListIcons {
 };
 } // namespace
 
-// The keyboard's menu key or Shift+F10. The toolkit's C++ face has no such signal.
+// Opens a row's menu on the menu key or Shift+F10. gtkmm does not wrap this signal.
 void Skyfold::connect_row_menus() {
     const auto show = +[](GtkWidget* /*list*/, Gtk::ListBox* list) -> gboolean {
         auto* row = dynamic_cast<FileRow*>(list->get_focus_child());
@@ -136,14 +136,14 @@ void Skyfold::update_file_statuses_async() {
     }
     start_worker([show, refresh = status_generation()] {
         load_sync_status_cache(refresh);
-        post_when_idle(show); // after what the load has posted
+        post_when_idle(show); // the cache that the load has posted arrives first
     });
 }
 
 void Skyfold::show_refreshed_statuses() {
-    // Not loaded: a newer refresh was asked for meanwhile, and this one's content is old.
+    // If it is not loaded, a newer refresh has been requested and this one is stale.
     if (status_cache_loaded()) {
-        // The name is the path below the sync folder.
+        // A row's name is its path relative to the sync folder.
         for (const auto& [name, row] : rows_by_name)
             row->set_status(get_file_sync_status(name));
     }

@@ -29,8 +29,8 @@ bool is_on_its_way(const Glib::ustring& status) {
     return std::ranges::find(on_its_way, std::string_view(status.raw())) != on_its_way.end();
 }
 
-// An icon with the pixels for a scaled screen is shown point for point, as a surface. The rows of a list
-// share their icons, so the surface is made once and stays with the icon.
+// On a scaled screen, an icon of full resolution is shown as a surface, because a pixbuf would be scaled up.
+// The surface is made once and stored with the icon, which many rows share.
 void show_icon(Gtk::Image& image, const Glib::RefPtr<Gdk::Pixbuf>& icon) {
     const int scale = image.get_scale_factor();
     if (scale == 1 || !icon || std::max(icon->get_width(), icon->get_height()) < row_icon_size * scale) {
@@ -49,20 +49,20 @@ void show_icon(Gtk::Image& image, const Glib::RefPtr<Gdk::Pixbuf>& icon) {
     gtk_image_set_from_surface(image.gobj(), surface);
 }
 
-// The tooltip is the only text of such a button, so a screen reader gets it as the name: from here while
-// the button is on the screen, else when it is about to be.
+// The tooltip is the only text of such a button, so it is also the name for a screen reader. The name is set
+// here if the button is on the screen, otherwise in show_actions.
 void set_icon_button_text(Gtk::Button& button, const char* text) {
     button.set_tooltip_text(text);
     if (button.get_mapped())
         button.get_accessible()->set_name(text);
 }
 
-// As the button's own image it would cost half of a row's time: for the gap to a text that is not there, the
-// toolkit looks up the style of every button and puts two boxes around the image.
+// The image is added as a child. As the button's own image it would take half of a row's time: the toolkit
+// puts two boxes around it and looks up the style for the gap to a text that does not exist.
 Gtk::Image* make_icon_button(Gtk::Button& button) {
     auto* image = Gtk::make_managed<Gtk::Image>();
     button.add(*image);
-    button.get_style_context()->add_class("image-button"); // themes make these narrower
+    button.get_style_context()->add_class("image-button"); // themes make such buttons narrower
     button.set_relief(Gtk::RELIEF_NONE);
     return image;
 }
@@ -88,7 +88,7 @@ FileRow::FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& nam
     show_all();
 }
 
-// Names cost as much as a good part of the row, and nobody can read them before it is on the screen.
+// Sets the accessible name only now: it is expensive, and not needed before the row is on the screen.
 void FileRow::on_map() {
     Gtk::ListBoxRow::on_map();
     name_for_screen_reader();
@@ -110,7 +110,7 @@ void FileRow::build_labels(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::us
     name_label.set_text(display_text(name.raw()));
     name_label.set_halign(Gtk::ALIGN_START);
     name_label.set_ellipsize(Pango::ELLIPSIZE_END);
-    name_label.set_single_line_mode(true); // a name may hold a line end
+    name_label.set_single_line_mode(true); // a name may contain a line end
     content_box.pack_start(name_label, Gtk::PACK_EXPAND_WIDGET);
     status_label.set_text(display_text(status.raw()));
     status_label.get_style_context()->add_class("dim-label");
@@ -152,7 +152,7 @@ void FileRow::show_toggle(bool skipped) {
 void FileRow::set_status(const Glib::ustring& status) {
     const auto text = display_text(status.raw());
     if (status_shown && text.raw() == status_label.get_text().raw())
-        return; // the same text set again would lay the list out again
+        return; // setting the same text would lay out the whole list again
     status_shown = true;
     status_label.set_text(text);
     if (get_mapped())
@@ -173,7 +173,7 @@ GdkRGBA FileRow::text_colour() {
     return colour;
 }
 
-// The theme may change while the program runs.
+// Redraws the activity icon in the new text colour: the theme may change while the program runs.
 void FileRow::on_style_updated() {
     Gtk::ListBoxRow::on_style_updated();
     if (!activity_shown)
@@ -194,7 +194,7 @@ void FileRow::show_activity_icon() {
             show_icon(icon_image, found.load_symbolic(get_style_context(), was_symbolic));
             return;
         }
-    } catch (...) { // NOLINT(bugprone-empty-catch): the name is shown instead
+    } catch (...) { // NOLINT(bugprone-empty-catch): the icon is then set by its name
     }
     icon_image.set_from_icon_name(activity_icon, Gtk::ICON_SIZE_BUTTON);
 }
@@ -209,13 +209,13 @@ void FileRow::show_menu() {
     };
     add(open_button, [this] { open_button.clicked(); });
     add(sync_button, [this] { sync_button.clicked(); });
-    // As it reads now: the row may show something else by the time that it is chosen.
+    // Does what the item says: the row may show another status by the time the item is chosen.
     add(toggle_button, [this, enable = toggle_enables] { signal_toggle_sync.emit(full_path, enable); });
     menu->show_all();
     menu->popup_at_widget(this, Gdk::GRAVITY_SOUTH_WEST, Gdk::GRAVITY_NORTH_WEST, nullptr);
 }
 
-// Decided from what the row shows now, not from the status it was built with.
+// The action follows from the status that the row shows now, not from the one it was built with.
 void FileRow::on_toggle_clicked() {
     const auto text = get_status_text();
     const bool enable = is_skipped(text);
@@ -231,7 +231,7 @@ bool FileRow::on_enter(GdkEventCrossing* /*event*/) {
 }
 
 bool FileRow::on_leave(GdkEventCrossing* event) {
-    if (event->detail == GDK_NOTIFY_INFERIOR) // onto one of the row's own buttons
+    if (event->detail == GDK_NOTIFY_INFERIOR) // the pointer went to one of the row's own buttons
         return false;
     hovered = false;
     schedule_action_update(false);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// One row of the file list: icon, name and status, which gives way to three buttons while the pointer
-// rests on it; the keyboard has a menu of the same (Shift+F10). A row does no work itself; its signals carry
-// the full path to the window.
+// One row of the file list: icon, name and status. While the pointer is on the row, three buttons replace the
+// status; Shift+F10 opens a menu with the same actions. The row only emits signals with its full path, and
+// the window acts on them.
 #pragma once
 
 #include <gdkmm/pixbuf.h>
@@ -17,27 +17,27 @@
 #include <memory>
 #include <string>
 
-/// How a row's icon is looked up for a screen of that scale, at `row_icon_size`.
+/// How to look up a row's icon of `row_icon_size` on a screen of that scale.
 inline constexpr int row_icon_size = 22; // px
 constexpr Gtk::IconLookupFlags row_icon_lookup(int scale) {
-    // At scale 1 an icon of nearly that size is sharper as it is.
+    // At scale 1, an icon of nearly that size looks sharper without scaling.
     return scale == 1 ? Gtk::ICON_LOOKUP_USE_BUILTIN
                       : Gtk::ICON_LOOKUP_USE_BUILTIN | Gtk::ICON_LOOKUP_FORCE_SIZE;
 }
 
 class FileRow : public Gtk::ListBoxRow {
   public:
-    /// `name`, `status` and `full_path` are bytes as the file system has them. An icon for a screen of scale
-    /// 2 has twice the pixels.
+    /// `name`, `status` and `full_path` may be any bytes. For a screen of scale 2, `icon` has twice as many
+    /// pixels on each side.
     FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name, const Glib::ustring& status,
             const Glib::ustring& full_path);
     ~FileRow() override;
 
-    /// Shows any text. One that contains "Skipped" turns the toggle to "Enable Sync"; the four words of an
-    /// entry on its way, exactly, change the row's icon. Main thread only.
+    /// Shows any text. If it contains "Skipped", the toggle offers "Enable Sync". If it is exactly one of the
+    /// four words for a pending or running transfer, the row shows the activity icon. Main thread only.
     void set_status(const Glib::ustring& status);
 
-    /// Shows the three actions as a menu: the buttons are out of reach without a pointer.
+    /// Shows the three actions as a menu, because the buttons appear only under the pointer.
     void show_menu();
 
     [[nodiscard]] const std::string& get_full_path() const { return full_path; }
@@ -89,8 +89,8 @@ class FileRow : public Gtk::ListBoxRow {
     sigc::signal<void, std::string, bool> signal_toggle_sync; // true: enable
 
   private:
-    bool status_shown = false;   // by set_status, which also chooses the icon
-    bool toggle_enables = false; // what toggle_button shows
-    bool activity_shown = false; // by icon_image, drawn in
+    bool status_shown = false;   // set_status was called, which also chooses the icon
+    bool toggle_enables = false; // toggle_button says "Enable Sync"
+    bool activity_shown = false; // icon_image shows the activity icon, in activity_colour
     GdkRGBA activity_colour = {};
 };

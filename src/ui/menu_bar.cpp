@@ -13,14 +13,14 @@ const char* on_or_off(bool state) {
     return state ? "ON" : "OFF";
 }
 
-// A press anywhere on the row flips its switch once; so do the keyboard and a screen reader, by activating
-// the row. The release is swallowed: it would activate the row once more and close the menu before the flip
-// is seen. Not by the switch's own activation, which waits for an animation and so for the menu to stay open.
+// A press anywhere on the row flips its switch once. The keyboard and a screen reader activate the row, which
+// does the same. The release is swallowed: it would activate the row again and close the menu before the flip
+// is seen. The switch's own activation is not used: its animation needs the menu to stay open.
 void make_row_flip(Gtk::MenuItem& row, Gtk::Switch& row_switch) {
     const auto flip = [&row_switch] { row_switch.set_active(!row_switch.get_active()); };
     row.signal_button_press_event().connect(
         [flip](GdkEventButton* event) {
-            if (event->type == GDK_BUTTON_PRESS) // a double click reports two of these, and itself
+            if (event->type == GDK_BUTTON_PRESS) // a double click sends two of these and an event of its own
                 flip();
             return true;
         },
@@ -44,7 +44,7 @@ void Skyfold::create_menu_bar() {
     sync_switch = add_settings_row("Enable Sync", sync_state_label);
     autostart_switch = add_settings_row("Start on login", autostart_state_label);
     notifications_switch = add_settings_row("Enable Notifications", notifications_state_label);
-    show_initial_settings(); // before the handlers are connected: nothing is triggered
+    show_initial_settings(); // before the handlers are connected, so that none runs
     sync_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_sync_toggle_clicked), false);
     autostart_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_autostart_toggled), false);
     notifications_switch->signal_state_set().connect(sigc::mem_fun(*this, &Skyfold::on_notifications_toggled),
@@ -59,7 +59,7 @@ void Skyfold::add_file_menu() {
         void (Skyfold::*handler)();
         guint key;
     };
-    // Plain letters, not shown in the menu: both on purpose.
+    // Plain letters that the menu does not show, on purpose: the labels underline the same letters.
     constexpr std::array<Item, 3> items = {{
         {"_About", &Skyfold::on_about, GDK_KEY_a},
         {"_Remove Account", &Skyfold::on_remove_account, GDK_KEY_r},
@@ -73,7 +73,7 @@ void Skyfold::add_file_menu() {
         auto* entry = Gtk::make_managed<Gtk::MenuItem>(item.label, true);
         entry->signal_activate().connect(sigc::mem_fun(*this, item.handler));
         entry->add_accelerator("activate", accel_group, item.key, Gdk::ModifierType{}, Gtk::AccelFlags{});
-        // The label would announce an accelerator that is not to be shown as "-/-".
+        // Otherwise the label would announce the hidden accelerator as "-/-".
         gtk_accel_label_set_accel_widget(GTK_ACCEL_LABEL(entry->get_child()->gobj()), nullptr);
         file_menu->append(*entry);
     }
@@ -93,12 +93,12 @@ Gtk::Switch* Skyfold::add_settings_row(const char* text, Gtk::Label*& state_labe
     auto* label = Gtk::make_managed<Gtk::Label>(text, Gtk::ALIGN_START);
     auto* row_switch = Gtk::make_managed<Gtk::Switch>();
     auto* state = Gtk::make_managed<Gtk::Label>();
-    state->set_width_chars(4); // "ON" is narrower: the switches stay in line
+    state->set_width_chars(4); // "ON" is narrower than "OFF"; this keeps the switches in line
     box->pack_start(*label, true, true, 0);
     box->pack_start(*row_switch, false, false);
     box->pack_start(*state, false, false);
     row->add(*box);
-    // A screen reader sees a menu item but not what is in it.
+    // A screen reader reads the menu item, but not the widgets in it.
     row->get_accessible()->set_name(text);
     state->property_label().signal_changed().connect(
         [row, state] { row->get_accessible()->set_description(state->get_text()); });
@@ -125,8 +125,8 @@ bool Skyfold::on_sync_toggle_clicked(bool state) {
     return false;
 }
 
-// These two flip the stored preference instead of setting it, on purpose: a switch starts out equal to it and
-// is moved by the person only.
+// These two flip the stored preference instead of storing `state`, on purpose: the switch starts with the
+// preference's value, and only the user moves it.
 bool Skyfold::on_autostart_toggled(bool state) {
     if (app != nullptr)
         app->toggle_autostart();
@@ -141,8 +141,8 @@ bool Skyfold::on_notifications_toggled(bool state) {
     return false;
 }
 
-// Nothing calls these two. They do not block the handlers, on purpose: a switch that moves flips its
-// preference.
+// Nothing calls these two at present. They do not block the handlers, on purpose: whatever moves a switch
+// flips its preference.
 void Skyfold::set_autostart_status(bool enabled) {
     show_state(autostart_switch, autostart_state_label, enabled);
 }
@@ -157,7 +157,7 @@ void Skyfold::on_about() {
     about.set_program_name("Skyfold");
     about.set_version(SKYFOLD_VERSION);
     about.set_comments("A GUI for the OneDrive Linux Client.\n\n"
-                       "It uses the outside onedrive command-line client "
+                       "It uses the onedrive command-line client "
                        "(packaged with this application as 'onedrive-cli' to avoid conflicts).");
     about.set_website("https://github.com/abraunegg/onedrive");
     about.set_website_label("OneDrive Client for Linux");

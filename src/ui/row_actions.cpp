@@ -30,8 +30,8 @@ bool open_folder(const std::string& folder) {
     return run_command("xdg-open \"" + inside_double_quotes(folder) + "\"");
 }
 
-// The path as it is, but for what dbus-send cannot carry: it splits an array at commas, without an escape for
-// them, and gives up on text that is not UTF-8. The file manager decodes both.
+// Percent-encodes only what dbus-send cannot carry: commas, at which it splits an array, and bytes that are
+// not UTF-8, which it rejects. The file manager decodes them.
 std::string path_for_dbus_send(const std::string& path) {
     std::string kept(127, ' ');
     std::iota(kept.begin(), kept.end(), '\1');
@@ -61,9 +61,9 @@ void open_location(const std::string& path) {
     }
 }
 
-// Adds `value` to, or removes it from, the list that `key` holds in the client's configuration file. A file
-// that cannot be read whole or written is left as it is: throws at the former, when `HOME` is unset and at a
-// name that fits no line; false at the latter, with a printed line.
+// Adds `value` to the list of `key` in the client's configuration file, or removes it. Throws when `HOME` is
+// unset, when the file cannot be read or when `value` contains a line end. When the file cannot be written,
+// prints an error and returns false. None of these failures changes the file.
 bool modify_onedrive_config(const std::string& key, const std::string& value, bool add) {
     const auto path = client_file("config");
     if (!path)
@@ -84,7 +84,7 @@ bool modify_onedrive_config(const std::string& key, const std::string& value, bo
 }
 } // namespace
 
-// A test for the beginning only: "/home/u/Cloud2/x" counts as below "/home/u/Cloud".
+// Compares only the beginning ("/home/u/Cloud2/x" counts as below "/home/u/Cloud"): rows are always below.
 std::string Skyfold::relative_path(const std::string& path) const {
     if (!path.starts_with(sync_dir))
         return path;
@@ -103,7 +103,7 @@ void Skyfold::on_open_location_clicked(const std::string& path) {
 
 void Skyfold::force_sync_file(const std::string& path) {
     try {
-        // Waits for the client: the window does not answer until the entry is done.
+        // Blocks until the client has finished; the window does not respond meanwhile.
         execute_onedrive_command("--synchronize --single-directory " +
                                  Glib::shell_quote(relative_path(path)));
         refresh_sync_status();
@@ -131,8 +131,8 @@ void Skyfold::change_folder_sync(const std::string& path, bool enable) {
     if (app != nullptr && app->is_sync_running()) {
         print_line("Restarting sync process to apply config changes...");
         app->quit_sync_process();
-        // Now nothing runs, so this starts it again; unless it is starting just now, and then the client
-        // reads the configuration as it is by now anyway.
+        // Nothing runs now, so this starts the client again. A client that was still starting has not been
+        // stopped; it reads the new configuration anyway.
         if (!app->is_sync_running())
             app->toggle_sync();
     }

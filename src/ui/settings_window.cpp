@@ -19,8 +19,8 @@ SettingsWindow::SettingsWindow()
     sync_dir_entry.property_truncate_multiline() = true; // a setting is one line
     sync_dir_entry.set_text(display_text(get_default_sync_dir()));
 
-    // The rows end with this constructor and take their labels along; the switches stay, without a parent and
-    // out of sight. What they do below is all that is wanted of them.
+    // The two rows are destroyed when this constructor ends, with their labels. The switches stay, but
+    // without a parent and never shown, on purpose: only the effect of their handlers below is wanted.
     Gtk::Box autostart_row(Gtk::ORIENTATION_HORIZONTAL, 5);
     Gtk::Box notifications_row(Gtk::ORIENTATION_HORIZONTAL, 5);
     main_box.pack_start(prompt_label, Gtk::PACK_SHRINK, 0);
@@ -36,7 +36,7 @@ SettingsWindow::SettingsWindow()
     notifications_switch.property_active().signal_changed().connect(
         sigc::mem_fun(*this, &SettingsWindow::on_notifications_toggled));
 
-    // After the handlers are connected, on purpose: a switch turned on here writes its setting at once.
+    // Set after the handlers are connected, on purpose: a switch that is turned on here writes its setting.
     const ConfigManager config;
     autostart_switch.set_active(config.get("autostart") == "true");
     notifications_switch.set_active(config.get("notifications") != "false");
@@ -53,7 +53,7 @@ std::string SettingsWindow::get_default_sync_dir() {
     return expand_path("~/OneDrive").value_or("");
 }
 
-// The proposal counts as it is and not as it is shown: a home folder need not be UTF-8.
+// An unchanged proposal is emitted as its own bytes, not as the text shown: a home folder need not be UTF-8.
 void SettingsWindow::on_confirm_clicked() {
     const auto typed = sync_dir_entry.get_text().raw();
     const auto proposed = get_default_sync_dir();
@@ -66,7 +66,7 @@ void SettingsWindow::on_autostart_toggled() {
     set_autostart(enabled);
 }
 
-// Not the key that governs notifications elsewhere; the two are never reconciled, on purpose.
+// The rest of the program reads "notifications_enabled". The two keys are never reconciled, on purpose.
 void SettingsWindow::on_notifications_toggled() {
     ConfigManager().set("notifications", flag(notifications_switch.get_active()));
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Asks a person who has just signed in for the folder to synchronise. The application stores it and starts.
+// Asks a user who has just signed in for the folder to sync. The application stores it and starts the sync.
 #pragma once
 
 #include <gtkmm/box.h>
@@ -12,11 +12,11 @@
 
 class SettingsWindow : public Gtk::Window {
   public:
-    /// Builds the window; does not show it. Switches that start on run their handlers, and so write what they
-    /// stand for, before the window is seen.
+    /// Builds the window without showing it. A switch that starts on runs its handler here, and so writes its
+    /// setting at once.
     SettingsWindow();
 
-    /// Emitted with the folder as it was typed, or as the file system has it while the proposal stands.
+    /// Emitted with the typed folder, or with the bytes of the proposal if it was not changed.
     sigc::signal<void, std::string>& signal_sync_started() { return m_signal_sync_started; }
 
     /// "~/OneDrive" expanded, or the empty string.

@@ -13,7 +13,7 @@ bool sets_key(std::string_view line, std::string_view key) {
            line.find('=', key.size()) != std::string_view::npos;
 }
 
-// What follows the first "=" after the key of a line for which sets_key holds.
+// The part after the first "=" that follows the key; `sets_key` must hold for the line.
 std::string_view value_part(std::string_view line, std::string_view key) {
     const auto after_key = line.find(key) + key.size();
     return line.substr(line.find('=', after_key) + 1);
@@ -50,15 +50,15 @@ std::string list_line(const std::string& key, const std::vector<std::string>& en
 
 std::optional<std::vector<std::string>> edit_list(std::vector<std::string> lines, const std::string& key,
                                                   const std::string& value, bool add) {
-    if (contains(value, "\n")) // it could set any other option
-        throw std::invalid_argument("a name with a line end fits no line of the client's configuration");
+    if (contains(value, "\n")) // the second line could set any other option
+        throw std::invalid_argument("a name with a line end cannot be stored in the client's configuration");
     const auto key_line =
         std::ranges::find_if(lines, [&key](const auto& line) { return sets_key(line, key); });
     const bool found = key_line != lines.end();
     auto entries = found ? quoted_entries(value_part(*key_line, key)) : std::vector<std::string>();
     if (!change_entries(entries, value, add))
         return std::nullopt;
-    if (entries.empty()) // so there was a line to remove from
+    if (entries.empty()) // something was removed, so there is a line
         lines.erase(key_line);
     else if (found)
         *key_line = list_line(key, entries);

@@ -31,7 +31,7 @@ Skyfold::Skyfold(Application* application, const std::string& folder)
     print_line("DEBUG: Scheduling tray icon creation...");
     Glib::signal_timeout().connect_once(sigc::mem_fun(*this, &Skyfold::try_create_tray_icon), tray_delay);
     print_line("DEBUG: Preparing children (but not showing window)...");
-    show_all_children(); // so that a later show has the complete tree at once
+    show_all_children(); // so that the window is complete when it is shown later
     hide();
     update_file_statuses_async();
     print_line("DEBUG: Skyfold constructor - END");
@@ -63,7 +63,7 @@ void Skyfold::build_main_box() {
 void Skyfold::build_status_bar() {
     status_label.set_text("Sync: Idle");
     status_label.set_halign(Gtk::ALIGN_START);
-    status_label.set_ellipsize(Pango::ELLIPSIZE_END); // else a long path would widen the window for good
+    status_label.set_ellipsize(Pango::ELLIPSIZE_END); // otherwise a long path would widen the window for good
     status_label.set_margin_start(6);
     status_label.set_margin_top(3);
     status_label.set_margin_bottom(3);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The main window: the list of the sync folder's entries, the menu bar, the status bar and the tray icon. Its
-// members are declared here once and defined where their work happens; each heading names the file. All of it
-// belongs to the main loop's thread but what is marked otherwise.
+// members are declared here and defined in several files; each heading names the file. Everything belongs to
+// the main loop's thread unless marked otherwise.
 #pragma once
 
 #include "base/status_words.h"
@@ -29,7 +29,7 @@ class FileRow;
 
 class Skyfold : public Gtk::Window {
   public:
-    /// A column record that no model is built from.
+    /// The columns of an entry, reserved for a list with sortable columns; no model uses them yet.
     class ModelColumns : public Gtk::TreeModel::ColumnRecord {
       public:
         ModelColumns() {
@@ -46,11 +46,11 @@ class Skyfold : public Gtk::Window {
     };
 
     // ui/skyfold.cpp: the frame
-    /// Builds the window hidden. `application` may be null.
+    /// Builds the window without showing it. `application` may be null.
     Skyfold(Application* application, const std::string& folder);
     ~Skyfold() override { tray_icon.reset(); }
-    /// Shows that syncing starts or has ended. The process state must be up to date before: it moves the
-    /// switch, whose handler compares the two.
+    /// Shows that syncing has started or ended. Update the state of the process first: this moves the switch,
+    /// whose handler compares its position with that state.
     void set_sync_status(bool running);
     /// Forgets the unfinished line and the live states of a client whose output is interpreted no more.
     void forget_activity();
@@ -58,7 +58,7 @@ class Skyfold : public Gtk::Window {
     void show_in_front();
     void on_show_hide();
     void on_quit();
-    /// Forgets the status cache and refreshes every row.
+    /// Resets the status cache and refreshes every row.
     void refresh_sync_status();
     void style_list_box_rows();
 
@@ -69,19 +69,19 @@ class Skyfold : public Gtk::Window {
     void update_file_statuses_async();
 
     // ui/status_cache.cpp
-    /// Fills the process-wide cache for the refresh of that number (`status_generation`), and publishes only
-    /// if that is still the newest. Runs the client twice and blocks; for worker threads.
+    /// Asks the client for all statuses and publishes them as the cache, unless a refresh newer than
+    /// `refresh` (see `status_generation`) has begun. Runs the client twice and blocks; for worker threads.
     static void load_sync_status_cache(unsigned refresh);
     /// The status word for a path relative to the sync folder.
     [[nodiscard]] std::string get_file_sync_status(const std::string& relative_path) const;
-    /// Runs the client once with `arguments` (a piece of shell text) and returns its standard output; empty
-    /// when it cannot be started. Blocks; any thread may call.
+    /// Runs the client once with `arguments` (shell text) and returns its standard output, which is empty
+    /// when it cannot be started. Blocks; any thread may call it.
     static std::string execute_onedrive_command(const std::string& arguments);
 
     // ui/row_actions.cpp
     void on_open_location_clicked(const std::string& path);
     void force_sync_file(const std::string& path);
-    void on_force_sync_clicked() {} // on purpose: the rows are wired to force_sync_file
+    void on_force_sync_clicked() {} // empty on purpose: the rows call force_sync_file
     void on_file_sync_toggle_clicked(const std::string& path, bool enable);
 
     // ui/menu_bar.cpp
@@ -99,11 +99,11 @@ class Skyfold : public Gtk::Window {
     void setup_tray_icon();
     void on_tray_activated();
     void on_tray_right_click(unsigned int button, unsigned int activate_time);
-    /// False when the window is hidden and there is no icon that would show it.
+    /// False when the window is hidden and no icon can show it.
     [[nodiscard]] bool is_within_reach() const;
 
     // sync/activity_interpreter.cpp
-    /// Takes one chunk of the client's output (bytes).
+    /// Interprets one chunk of the client's output (bytes).
     void notify_sync_activity(const std::string& chunk);
 
     // sync/notifications.cpp
@@ -178,7 +178,7 @@ class Skyfold : public Gtk::Window {
     Glib::RefPtr<Gtk::StatusIcon> tray_icon;
     Glib::RefPtr<Gtk::AccelGroup> accel_group;
 
-    PhraseScan activity_scan;                                       // of activity_buffer
+    PhraseScan activity_scan;                                       // the search through activity_buffer
     std::multimap<std::string, FileRow*, std::less<>> rows_by_name; // the rows of file_list_box by base name
-    std::shared_ptr<Skyfold*> alive = std::make_shared<Skyfold*>(this); // workers hold it weakly
+    std::shared_ptr<Skyfold*> alive = std::make_shared<Skyfold*>(this); // workers keep a weak_ptr to it
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A small window with one line of text, shown while a sign-in gets under way. The texts are the login flow's.
+// A small window with one line of text, shown while a sign-in begins. The login flow sets the text.
 #pragma once
 
 #include <gtkmm/box.h>
@@ -9,7 +9,7 @@
 
 class StartupWindow : public Gtk::Window {
   public:
-    /// Builds the window; does not show it.
+    /// Builds the window without showing it.
     StartupWindow() {
         set_title("Skyfold");
         set_default_size(300, 100);

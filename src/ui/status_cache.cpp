@@ -23,8 +23,8 @@ void publish(StatusMap map, unsigned refresh) {
     });
 }
 
-// The client's answer. A start of the sync kills every client, and then the newest refresh asks once more
-// instead of taking the missing answer for an empty one.
+// Returns the client's answer. Starting a sync kills every client; then the newest refresh retries once, so
+// that a killed query is not taken for an empty answer.
 std::string ask_client(const char* arguments, unsigned refresh) {
     auto answer = query_client(arguments);
     if (answer.killed && refresh == generation)
@@ -66,9 +66,9 @@ void Skyfold::load_sync_status_cache(unsigned refresh) {
     print_line("DEBUG: Loading sync status cache...");
     const auto dump = ask_client("--display-sync-status", refresh);
     if (refresh != generation)
-        return; // overtaken
+        return; // stale: a newer refresh has begun
     StatusMap map;
-    if (dump.empty()) { // the configuration is not asked for either, so nothing counts as skipped
+    if (dump.empty()) { // the configuration is not read either, so nothing counts as skipped
         print_line("DEBUG: No sync status output from OneDrive CLI");
     } else {
         add_statuses(dump, map);

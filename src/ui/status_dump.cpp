@@ -11,7 +11,7 @@ struct DumpPhrase {
     std::string_view status;
 };
 
-// The first that occurs anywhere in the line decides.
+// The first of these phrases that occurs anywhere in a line decides, in this order.
 constexpr std::array<DumpPhrase, 6> dump_phrases = {{
     {"sync pending", status_word::pending},
     {"uploading", status_word::uploading},
@@ -29,8 +29,8 @@ std::string_view status_in_line(std::string_view line) {
     return {};
 }
 
-// `skip_dir = "a", "b"` gives ` "a", "b"`; nothing for a line that does not set the key. A search for the
-// letters only, so that options whose name begins with them are read too.
+// `skip_dir = "a", "b"` gives ` "a", "b"`; a line that does not set the key gives nothing. Only the letters
+// are searched for, so options whose name begins with them are read too.
 std::string_view skip_dir_value(std::string_view line) {
     const auto key = line.find("skip_dir");
     if (key == std::string_view::npos || line.substr(0, key).find('#') != std::string_view::npos)

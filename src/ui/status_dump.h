@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reads the client's two dumps, and looks up the status of one entry. Running the client and keeping the
-// result is left to the status cache.
+// Reads the client's two dumps, and looks up the status of one entry. The status cache runs the client and
+// keeps the result.
 #pragma once
 
 #include "base/status_words.h"
@@ -10,12 +10,12 @@
 #include <utility>
 #include <vector>
 
-/// The entries of a "--display-sync-status" dump in its order, path and status word. "a/b.pdf: synced" gives
-/// {"a/b.pdf", "Synced"}; lines of another shape are passed over.
+/// The entries of a "--display-sync-status" dump in its order, as pairs of path and status word.
+/// "a/b.pdf: synced" gives {"a/b.pdf", "Synced"}; other lines are ignored.
 std::vector<std::pair<std::string, std::string>> read_status_dump(std::string_view dump);
 
 /// The excluded folders named in a "--display-config" dump, in its order. Only commas separate entries, as in
-/// the key that the program writes; a value joined by bars is one entry.
+/// the line that this program writes; entries joined by "|" count as one.
 std::vector<std::string> read_skipped_directories(std::string_view config_dump);
 
 /// What the lookup of one entry may use.
@@ -26,5 +26,5 @@ struct StatusSources {
     bool sync_running = false;
 };
 
-/// The status word for a path below the sync folder: live state, cache, an excluded parent, local facts.
+/// The status word for a relative path: the live state, else the cache, an excluded parent, or local facts.
 std::string look_up_status(std::string_view relative_path, const StatusSources& sources);

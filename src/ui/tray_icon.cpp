@@ -16,8 +16,8 @@ constexpr std::array theme_icons = {"folder-cloud", "cloud-storage", "network-se
 constexpr unsigned first_check_delay = 500;   // ms
 constexpr unsigned second_check_delay = 2000; // ms
 
-// Where no icon can be embedded, as under Wayland, the toolkit complains about every image that it is given
-// for one; an icon without an image stands in.
+// On Wayland no icon can be embedded, and the toolkit prints a warning for each image that an icon is given.
+// There the icon is made without an image.
 template<typename Create>
 Glib::RefPtr<Gtk::StatusIcon> make_icon(Create create) {
     if (GDK_IS_X11_DISPLAY(gdk_display_get_default()))
@@ -29,7 +29,7 @@ void print_embedded(const Glib::RefPtr<Gtk::StatusIcon>& icon) {
     print_line(std::string("DEBUG: Tray icon is_embedded: ") + (icon->is_embedded() ? "true" : "false"));
 }
 
-// Runs one step of the icon's creation; the text of what it throws follows `failure`.
+// Runs one step of the icon's creation. An exception is printed after `failure`, and the result is false.
 template<typename Step>
 bool attempt(const std::string& failure, Step step) {
     try {
@@ -99,7 +99,7 @@ void Skyfold::create_tray_icon_from_theme() {
     }
 }
 
-// For a toolkit without any of the names above; this one and our own icons have "folder".
+// A reserve: GTK and our own fallback icons both have "folder", so one of the names above is found.
 void Skyfold::create_tray_icon_from_stock() {
     print_line("DEBUG: Trying stock icon...");
     attempt("ERROR: Exception creating tray icon from stock: ", [this] {
@@ -139,8 +139,8 @@ void Skyfold::check_tray_embedding_again() {
     go_on_without_tray_icon();
 }
 
-// The icon is the way to the window. Where there is none the window comes by itself, but not in front of
-// somebody who did not start the program.
+// Without an icon nothing can show the window, so it is shown at once; but not in daemon mode: the program
+// was started by the login, not by the user.
 void Skyfold::go_on_without_tray_icon() {
     tray_icon.reset();
     tray_available = false;
@@ -184,7 +184,7 @@ void Skyfold::on_tray_right_click(unsigned int button, unsigned int activate_tim
     };
     constexpr std::array<Item, 3> items = {
         {{"About", &Skyfold::on_about}, {"Show/Hide", &Skyfold::on_show_hide}, {"Exit", &Skyfold::on_quit}}};
-    auto* menu = Gtk::make_managed<Gtk::Menu>(); // a new one each time; earlier ones stay
+    auto* menu = Gtk::make_managed<Gtk::Menu>(); // a new one each time; the few old ones are not deleted
     for (const auto& item : items) {
         auto* entry = Gtk::make_managed<Gtk::MenuItem>(item.label);
         entry->signal_activate().connect(sigc::mem_fun(*this, item.handler), true);

@@ -122,7 +122,7 @@ TEST_F(WindowTest, ToggleKeepsWhatItCannotReadAndLetsAStartGoOn) {
     const auto told = testing::internal::GetCapturedStderr();
     for (const auto& line : {std::string("Cannot toggle sync for root directory\n"),
                              "Error toggling sync: could not read all of " + home.file(config) + ": ",
-                             std::string("Error toggling sync: a name with a line end fits no line of the"),
+                             std::string("Error toggling sync: a name with a line end cannot be stored in the"),
                              std::string("Error toggling sync: HOME is not set\n")})
         EXPECT_NE(told.find(line), std::string::npos) << told;
     turn_for(0.3); // the refreshes
