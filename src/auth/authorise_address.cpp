@@ -9,8 +9,8 @@
 
 static constexpr std::array<std::string_view, 2> reauth_phrases = {"issue a --reauth", "AADSTS70000"};
 
-// The end marker is needed because chunks are joined as they come: the client's next sentence can follow at
-// once. An address that stands at the very end of the output so far is taken as it is.
+// "After completing" also ends an address, because the client's next sentence can follow without a separator.
+// An address at the very end of the output so far is taken as it is.
 static std::string_view cut_at_end(std::string_view address) {
     const auto end = std::min(address.find_first_of(white_space), address.find("After completing"));
     return address.substr(0, end);
@@ -20,7 +20,7 @@ std::optional<std::string> find_authorise_address(std::string_view output, std::
     for (;;) {
         const auto start = output.find(identity_origin, searched);
         if (start == std::string_view::npos) {
-            // The origin itself may have been cut by the end of a chunk.
+            // The output may end in the middle of the origin; the next search begins there.
             searched =
                 std::max(searched, output.size() - std::min(output.size(), identity_origin.size() - 1));
             return std::nullopt;
@@ -53,7 +53,7 @@ std::string extract_url_param(const std::string& url, const std::string& key) {
     const std::string needle = key + "=";
     std::string value;
     for_each_piece(std::string_view(url).substr(question + 1), '&', [&](std::string_view segment) {
-        // Strictly longer: a parameter with an empty value does not count as present.
+        // Strictly longer, because a parameter with an empty value does not count as present.
         if (value.empty() && segment.size() > needle.size() && segment.starts_with(needle))
             value = segment.substr(needle.size());
     });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Where the Microsoft identity platform is: one origin, and the two paths that the program knows below it.
+// The addresses of the Microsoft identity platform: its origin, and the two paths that the program uses.
 #pragma once
 
 #include <string_view>

@@ -18,12 +18,12 @@ std::int32_t global_login_instance = 0;
 
 static constexpr gulong pause_before_hand_back = 500'000; // microseconds
 
-// One attempt, as its handlers see it.
+// One sign-in attempt, as the handlers of its child share it.
 struct Application::LoginAttempt {
     std::int32_t instance = 0;
     bool reauth = false;
     bool url_detected = false;
-    std::size_t searched = 0; // bytes of the output that hold no address, for certain
+    std::size_t searched = 0; // where the search for the address continues
 };
 
 void Application::start_login_process(bool reauth) {
@@ -47,7 +47,7 @@ void Application::start_login_process(bool reauth) {
     attempt->reauth = reauth;
     launch_process(
         command, [this, attempt](const std::string& chunk) { on_login_output(*attempt, chunk); },
-        // At idle priority, below the output watch: all that was printed is read before the end is judged.
+        // Idle priority comes after the output watch, so all output is read before the end is judged.
         [this, attempt](int exit_code) {
             post_when_idle([this, attempt, exit_code] { on_login_exit(*attempt, exit_code); });
         },
@@ -60,7 +60,7 @@ void Application::start_login_process(bool reauth) {
 }
 
 void Application::show_startup_window() {
-    auto* window = new StartupWindow(); // owned by the process
+    auto* window = new StartupWindow(); // never deleted
     window->set_loading_text("Processing login...");
     window->signal_hide().connect([this, instance = login_instance] {
         if (give_up_sign_in(instance))
@@ -75,7 +75,7 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
     const Glib::Threads::Mutex::Lock lock(login_output_mutex);
     print_line("[CLI Output]: " + chunk);
     if (attempt.instance != login_instance)
-        return; // an older attempt's child, still talking: its words are not this attempt's
+        return; // output of an older attempt's child is ignored
     login_output += chunk;
     if (attempt.url_detected)
         return;
@@ -95,7 +95,7 @@ void Application::on_login_output(LoginAttempt& attempt, const std::string& chun
 
 void Application::show_sign_in_window(const std::string& address, std::int32_t instance) {
     if (login_instance != instance)
-        return; // not wanted any more, or signed in without it
+        return; // the attempt was given up, or succeeded without this window
     hide_login_window();
     std::string error;
     const auto* engine = load_web_engine(error);
@@ -104,9 +104,9 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
         show_login_error(error);
         return;
     }
-    auto* window = new OAuthWindow(*engine); // owned by the process
+    auto* window = new OAuthWindow(*engine); // never deleted
     window->signal_url_captured().connect([this, instance](const std::string& url) {
-        if (login_instance == instance) // the window of an attempt that is over may still move on
+        if (login_instance == instance) // the page of an attempt that is over may still navigate
             on_auth_response_url_captured(url);
     });
     window->signal_hide().connect([this, instance] {
@@ -120,7 +120,7 @@ void Application::show_sign_in_window(const std::string& address, std::int32_t i
     login_window = window;
 }
 
-// Whether this hide is a person's closing, which gives the attempt up.
+// True when the user, not the program, has hidden the window. The attempt is then given up.
 bool Application::give_up_sign_in(std::int32_t instance) {
     if (login_instance != instance || redirect_captured || login_window == nullptr)
         return false;
@@ -151,7 +151,7 @@ void Application::on_auth_response_url_captured(const std::string& url) {
     do_token_exchange(redirect, login_instance);
 }
 
-// In the ordinary sequence the sign-in window is in front by now and no text is seen.
+// Usually the sign-in window is in front by now, and this does nothing.
 void Application::set_startup_text(const std::string& text) {
     if (auto* startup = dynamic_cast<StartupWindow*>(login_window))
         startup->set_loading_text(text);
@@ -161,13 +161,13 @@ void Application::hand_back_redirect(const std::string& redirect) {
     if (!login_stdin)
         return;
     print_line("DEBUG: Sending Redirect URI to CLI stdin.");
-    g_usleep(pause_before_hand_back); // blocks on purpose: the client gets this long to start reading
+    g_usleep(pause_before_hand_back); // blocks on purpose, to give the client time to start reading
     try {
         const auto line = redirect + "\n";
         gsize written = 0;
         login_stdin->write(line.data(), static_cast<gssize>(line.size()), written);
         login_stdin->flush();
-    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): the exit of a client that is gone tells it
+    } catch (const Glib::Error&) { // NOLINT(bugprone-empty-catch): its exit reports a client that is gone
     }
 }
 
@@ -193,14 +193,14 @@ void Application::on_login_exit(const LoginAttempt& attempt, int exit_code) {
     }
 }
 
-// Cleared first, so that no hide handler takes it for a person's closing.
+// Clears the pointer first, so that no hide handler takes the user for having closed the window.
 void Application::hide_login_window() {
     if (auto* window = std::exchange(login_window, nullptr))
         window->hide();
 }
 
-// Ends the attempt: what is still under way comes too late from here on. One that is over has nothing to say
-// any more, neither over another error nor over a sync that runs.
+// Ends the attempt: later results are ignored. When there is no attempt any more it does nothing, so that a
+// late error covers neither another error nor a running sync.
 void Application::show_login_error(const std::string& details) {
     if (std::exchange(login_instance, no_attempt) == no_attempt)
         return;

@@ -6,7 +6,7 @@
 #include "base/text.h"
 #include "process/main_loop.h"
 
-// Casts are plain ones: the instance macros of the engine's headers would call into a library not linked.
+// Casts are plain, because the engine's cast macros would call functions of a library that is not linked.
 
 const WebEngine* load_web_engine(std::string& error) {
     static const WebEngine engine;
@@ -34,7 +34,7 @@ OAuthWindow::OAuthWindow(const WebEngine& engine) : web_engine(engine) {
     widget->show();
     g_signal_connect(web_view, "decide-policy", G_CALLBACK(on_decide_policy), this);
     show_all_children();
-    show(); // the login flow shows it once more
+    show(); // the login flow shows it again
 }
 
 void OAuthWindow::load_url(const std::string& url) {
@@ -44,7 +44,7 @@ void OAuthWindow::load_url(const std::string& url) {
 gboolean OAuthWindow::on_decide_policy(WebKitWebView* /*view*/, WebKitPolicyDecision* decision,
                                        WebKitPolicyDecisionType type, void* user_data) {
     auto* window = static_cast<OAuthWindow*>(user_data);
-    run_guarded([=] { // nothing may be thrown through the engine's frames
+    run_guarded([=] { // no exception may pass through the engine's code
         if (type == WEBKIT_POLICY_DECISION_TYPE_NAVIGATION_ACTION)
             window->handle_decide_policy(decision);
         else
@@ -71,6 +71,6 @@ bool OAuthWindow::handle_decide_policy(WebKitPolicyDecision* decision) {
     print_line("DEBUG: Captured valid Redirect URI: " + redirect);
     url_captured.emit(redirect);
     hide();
-    web_engine.webkit_policy_decision_ignore(decision); // the redirect's page is never loaded
+    web_engine.webkit_policy_decision_ignore(decision); // so the redirect's page is never loaded
     return true;
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The window in which a person signs in: an embedded web view that stops at the redirect and hands its
-// address over. It knows nothing of the client, of challenges or of tokens.
+// The window in which the user signs in: an embedded web view that stops at the redirect and emits its
+// address. It knows nothing of the client, of PKCE or of tokens.
 #pragma once
 
 #include "process/shared_library.h"
@@ -9,8 +9,8 @@
 #include <string>
 #include <webkit2/webkit2.h>
 
-/// The few functions of WebKitGTK that the window uses, found when they are first needed: the engine is more
-/// than half of the memory of a program that links it, and an account is signed in once.
+/// The functions of WebKitGTK that the window uses. They are found at the first sign-in, because an account
+/// signs in once, and the engine takes more than half of the memory of a program that links it.
 struct WebEngine {
     SharedLibrary library{"libwebkit2gtk-4.1.so.0"};
     FOUND_IN_LIBRARY(webkit_website_data_manager_new_ephemeral);
@@ -24,13 +24,13 @@ struct WebEngine {
     FOUND_IN_LIBRARY(webkit_uri_request_get_uri);
 };
 
-/// Loads the engine, once and for good. Null when it cannot be loaded; `error` then says why and which
-/// package has it. Main thread only.
+/// Loads the engine at the first call. Returns null when it cannot be loaded; `error` then says why, and
+/// which package contains it. Main thread only.
 const WebEngine* load_web_engine(std::string& error);
 
 class OAuthWindow : public Gtk::Window {
   public:
-    /// Builds the window and shows it. Nothing of a session outlives it: no cookie, no cache, no file.
+    /// Builds the window and shows it. No cookie, cache or file of the session outlives it.
     explicit OAuthWindow(const WebEngine& engine);
 
     void load_url(const std::string& url);
@@ -38,11 +38,11 @@ class OAuthWindow : public Gtk::Window {
     /// Emitted with each captured redirect address, before the window hides itself.
     sigc::signal<void, const std::string&>& signal_url_captured() { return url_captured; }
 
-    /// Handler of the view's "decide-policy"; `user_data` is the window. Always decides, always returns true.
+    /// Handler of the view's "decide-policy" signal; `user_data` is the window. Always returns true.
     static gboolean on_decide_policy(WebKitWebView* view, WebKitPolicyDecision* decision,
                                      WebKitPolicyDecisionType type, void* user_data);
 
-    /// The decision for a navigation.
+    /// Decides about a navigation; always returns true.
     bool handle_decide_policy(WebKitPolicyDecision* decision);
 
   private:
@@ -50,5 +50,5 @@ class OAuthWindow : public Gtk::Window {
 
     const WebEngine& web_engine;
     sigc::signal<void, const std::string&> url_captured;
-    WebKitWebView* web_view = nullptr; // the widget tree's
+    WebKitWebView* web_view = nullptr; // owned by the widget tree
 };

@@ -9,7 +9,7 @@
 #include <glib.h>
 
 namespace {
-constexpr std::size_t digest_size = 32; // bytes, of SHA-256; a verifier draws as many
+constexpr std::size_t digest_size = 32; // bytes of a SHA-256 digest; a verifier has as many random bytes
 using Bytes = std::array<guchar, digest_size>;
 
 std::string base64url(const Bytes& bytes) {
@@ -24,8 +24,8 @@ std::string base64url(const Bytes& bytes) {
 
 std::string generate_pkce_verifier() {
     Bytes bytes{};
-    // GLib's global generator is no cryptographic one, but seeded by the system for each start. A verifier
-    // counts once, for minutes, and whoever could guess it would need the redirect of this sign-in as well.
+    // GLib's global generator is not cryptographic, but the system seeds it at each start. That is enough: a
+    // verifier is used once, within minutes, and is worthless without the redirect of the same sign-in.
     for (auto& byte : bytes)
         byte = static_cast<guchar>(g_random_int_range(0, 256));
     return base64url(bytes);

@@ -14,8 +14,8 @@
 #include <utility>
 
 namespace {
-// What one request takes of libsoup, which brings a dozen libraries along and is used once in an account's
-// life.
+// The functions of libsoup that one request needs. They are found when needed, because libsoup loads a dozen
+// other libraries and is used once per account.
 struct Soup {
     SharedLibrary library{"libsoup-3.0.so.0"};
     FOUND_IN_LIBRARY(soup_session_new);
@@ -27,7 +27,7 @@ struct Soup {
 } // namespace
 
 TokenReply post_token_request(const std::string& origin, const std::string& body) {
-    // Never destroyed: a worker may still be at it when the process ends.
+    // Never destroyed, because a worker may still use it when the process ends.
     static const Soup& soup = *new Soup();
     if (!soup.library.error().empty()) {
         print_error("ERROR: libsoup could not be loaded: " + soup.library.error());
@@ -59,10 +59,10 @@ void Application::do_token_exchange(const std::string& redirect_url, std::int32_
         return;
     }
     const PkceSignIn sign_in{pkce_verifier, pkce_client_id, pkce_redirect_uri};
-    // The worker only carries `this` back; it owns copies of everything that it uses.
+    // The worker owns copies of everything that it uses; it only passes `this` on to the tasks that it posts.
     const bool underway = start_worker([this, sign_in, code, instance] {
         auto reply = post_token_request(std::string(identity_origin), token_request_body(sign_in, code));
-        // Whatever the status says, a token in the reply is what counts.
+        // The status is only printed: a token in the reply counts, whatever the status is.
         print_line("DEBUG: Token exchange HTTP status: " + std::to_string(reply.status));
         const auto token = cut_refresh_token(reply.text);
         if (!token.empty() && save_client_token(token)) {
@@ -79,14 +79,14 @@ void Application::do_token_exchange(const std::string& redirect_url, std::int32_
 
 void Application::on_token_saved(std::int32_t instance) {
     if (login_instance != instance)
-        return; // abandoned or restarted meanwhile; the token file stays
+        return; // given up or restarted meanwhile; the token file stays
     gui_exchange_succeeded = true;
     stop_login_process();
     on_login_successful();
 }
 
-// Whichever attempt it was, and without ending the client, on purpose: the program ends, unless no attempt is
-// left.
+// Reported for any attempt, whatever its number, on purpose: unless no attempt is left, the program then
+// ends, and its shutdown stops the client.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One form POST to a token endpoint. What is sent and what is read from the reply is in token_reply.h; what
-// follows from it is the application's.
+// Sends one form POST to a token endpoint. token_reply.h makes the form and reads the reply; the application
+// acts on the result.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ struct TokenReply {
     std::string text;    // bytes; empty when no reply came
 };
 
-/// Posts `body` to the token endpoint below `origin` (scheme and host). Blocks the calling thread, any thread
-/// may call. A transport error is not reported: it shows as status 0, or as an empty text where it came after
-/// the status. So does a libsoup that cannot be loaded, which is printed as well.
+/// Posts `body` to the token endpoint below `origin` (scheme and host). Blocks; any thread may call it. A
+/// transport error gives status 0, or an empty text if it came after the status. If libsoup cannot be loaded,
+/// prints an error and returns status 0.
 TokenReply post_token_request(const std::string& origin, const std::string& body);
