@@ -19,12 +19,12 @@ void Skyfold::on_remove_account() {
                                             folder.empty() ? "" : "This will permanently delete: " + folder);
     const int answer = files->run();
     files->hide();
-    if (app != nullptr && answer != Gtk::RESPONSE_NONE)   // the program quits before there was an answer
-        app->remove_account(answer == Gtk::RESPONSE_YES); // closing it keeps them
+    if (app != nullptr && answer != Gtk::RESPONSE_NONE)   // NONE: the program is quitting
+        app->remove_account(answer == Gtk::RESPONSE_YES); // closing the dialog keeps the files
 }
 
 void Application::remove_account(bool delete_local_files) {
-    // What is killed here is not asked again, and its end is no failure to tell.
+    // Then a query that is killed below is not retried, and the end of a killed child is not reported.
     forget_status_cache();
     login_instance = no_attempt;
     current_launch.reset();
@@ -32,7 +32,7 @@ void Application::remove_account(bool delete_local_files) {
     kill_existing_onedrive_processes();
     const auto folder = config.get("sync_dir");
     if (delete_local_files && !folder.empty()) {
-        // With a NUL byte in it, it is not the folder that was shown, but the one before the byte.
+        // With a NUL byte in it, the system would delete the folder named before the byte, not the one shown.
         auto error = std::make_error_code(std::errc::invalid_argument);
         if (folder.find('\0') == std::string::npos)
             std::filesystem::remove_all(folder, error);

@@ -39,7 +39,7 @@ constexpr std::array<std::string_view, 4> transfer_ends = {
     "Uploading new file:",
 };
 
-// Every prefix above contains it: most lines are done with after this one search.
+// Every prefix above contains this, so most lines need only this one search.
 constexpr std::string_view in_every_prefix = "loading";
 
 constexpr std::size_t longest_phrase =
@@ -91,8 +91,8 @@ void read_line(std::string_view line, Activity& activity) {
     }
 }
 
-// The buffer up to `scan.searched` is known; only what came since is searched, with enough of what stands
-// before it to find a phrase that was cut.
+// Searches only what was appended after `scan.searched`, and enough of what stands before it to find a phrase
+// that was cut between two chunks.
 void search_phrases(Activity& activity) {
     auto& scan = activity.scan;
     const auto overlap = std::min(scan.searched, longest_phrase - 1);
@@ -146,7 +146,7 @@ std::string shown_path(std::string_view relative_path) {
 
 void read_activity(std::string_view chunk, Activity& activity) {
     auto& buffer = activity.activity_buffer;
-    auto line_end = buffer.size(); // what stands before holds no line end
+    auto line_end = buffer.size(); // the buffer so far contains no line end
     buffer.append(chunk);
     search_phrases(activity);
 

@@ -16,8 +16,8 @@ struct StatusPhrase {
     std::string_view text;
 };
 
-/// In the order in which they are tested: the first row whose phrase occurs anywhere wins, wherever it
-/// stands. "Processing" is short, general and second on purpose: it outranks every row below it.
+/// Tested in this order: the first row whose phrase occurs anywhere in the text wins, even if another phrase
+/// stands before it. "Processing" is short, general and second on purpose: it outranks every row below it.
 inline constexpr std::array<StatusPhrase, 11> status_phrases = {{
     {"Fetching items from the OneDrive API", "Fetching file list from OneDrive..."},
     {"Processing", "Processing file list..."},
@@ -32,7 +32,7 @@ inline constexpr std::array<StatusPhrase, 11> status_phrases = {{
     {"Received termination signal", "Sync stopping..."},
 }};
 
-/// The first row of `status_phrases`, below row `limit`, whose phrase is in `text`; else `limit`.
+/// The index of the first row before `limit` whose phrase is in `text`, or `limit` if there is none.
 std::size_t first_status_phrase(std::string_view text, std::size_t limit = status_phrases.size());
 
 /// True for a line that marks the end of a sync pass.
@@ -43,10 +43,10 @@ bool ends_sync_pass(std::string_view line);
 std::optional<std::string_view> transfer_path(std::string_view line, std::string_view prefix,
                                               std::string_view sync_dir);
 
-/// The part of a relative path before its first "/": the name of an entry of the sync folder.
+/// The part of a relative path before its first "/", which names an entry of the sync folder.
 std::string_view top_level_name(std::string_view relative_path);
 
-/// A path of at most 60 bytes; else "..." and its last 57 bytes, which may cut a character.
+/// The path itself up to 60 bytes, otherwise "..." and its last 57 bytes (which may cut a character).
 std::string shown_path(std::string_view relative_path);
 
 /// What the rules ask the window to do. Texts are bytes.
@@ -61,21 +61,21 @@ class ActivityView {
     virtual void set_all_synced() = 0;
 };
 
-/// How far the unfinished line in the activity buffer was searched and the best phrase row found in it, so
-/// that a line that never ends is not searched again from its start with every chunk.
+/// How far the unfinished line in the activity buffer has been searched, and the best phrase row found so
+/// far. It saves searching a very long line again from its start with every chunk.
 struct PhraseScan {
     std::size_t searched = 0; // bytes
     std::size_t row = status_phrases.size();
 };
 
-/// Everything that one chunk reads and changes.
+/// Everything that the reading of one chunk uses and changes.
 struct Activity {
     const std::string& sync_dir;
-    std::string& activity_buffer; // output that is not split into lines yet
+    std::string& activity_buffer; // the unfinished last line of the output
     PhraseScan& scan;             // belongs to activity_buffer
     StatusMap& live_status_map;   // top-level name to "Uploading" or "Downloading"
     ActivityView& view;
 };
 
-/// Takes one chunk of output: sets the status line from the phrase table, then acts on each finished line.
+/// Interprets one chunk: sets the status line from the phrase table, then acts on each finished line.
 void read_activity(std::string_view chunk, Activity& activity);

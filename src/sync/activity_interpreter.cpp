@@ -4,7 +4,7 @@
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
 
-// Shows on the window what the rules found.
+// Shows the results of the activity rules on the window.
 class Skyfold::ActivityOnWindow : public ActivityView {
   public:
     explicit ActivityOnWindow(Skyfold& shown_on) : window(shown_on) {}

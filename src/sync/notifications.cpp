@@ -10,7 +10,7 @@ void Skyfold::send_notification(const std::string& title, const std::string& bod
     const auto notification = Gio::Notification::create(title);
     notification->set_body(display_text(body));
     notification->set_icon(Gio::ThemedIcon::create("emblem-synchronizing-symbolic"));
-    // Without an identifier: none replaces an earlier one.
+    // Sent without an identifier, so that no notification replaces an earlier one.
     Gio::Application::get_default()->send_notification(notification);
 }
 
@@ -19,7 +19,7 @@ bool Skyfold::may_notify() const {
            app->are_notifications_enabled();
 }
 
-// Nothing calls the two below yet: the status bar and the rows tell the same without interrupting anyone.
+// Nothing calls these two at present: the status bar and the rows show the same without a disturbance.
 void Skyfold::show_sync_complete_notification() {
     if (may_notify())
         send_notification("Sync Complete", "Your files are up to date.");

@@ -6,7 +6,7 @@
 #include <array>
 
 namespace {
-// The third is covered by the first; it is here as the client's older wording, whole.
+// The first covers the third, which stays because it is the client's older wording in full.
 constexpr std::array<std::string_view, 3> resync_phrases = {"--resync is required", "--resync needed",
                                                             "a --resync is required"};
 constexpr std::array<std::string_view, 3> reauth_phrases = {"--reauth", "need to re-authorise", "AADSTS"};

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// What an ended sync client asks for, judged from everything it printed. The supervisor acts on it.
+// Decides what an ended sync client asks for, from everything that it printed. The supervisor acts on it.
 #pragma once
 
 #include <string_view>
 
 enum class SyncEnd {
-    stopped, // stopped on purpose
-    resync,  // wants to be started once more with a resync
-    reauth,  // wants a new sign-in
+    stopped, // on purpose; quit_sync_process does not lead here and says why
+    resync,  // the client asks for one more start with a resync
+    reauth,  // the client asks for a new sign-in
     failed,  // ended with an exit code other than 0
     clean,
 };
@@ -20,5 +20,5 @@ struct EndedClient {
     std::string_view output; // all of it, as bytes
 };
 
-/// The phrases count whatever the exit code; a resync wins over a new sign-in, but never twice in a row.
+/// The phrases count whatever the exit code is. A resync wins over a new sign-in, but never follows a resync.
 SyncEnd judge_sync_end(const EndedClient& client);

@@ -15,7 +15,9 @@ namespace {
 constexpr std::int32_t none = 0;
 constexpr std::int32_t starting = -1;
 
-// The folder is wrapped in double quotes and not escaped further; stdbuf has the client write line by line.
+// The folder is not escaped within its quotes, unlike the names of rows: the command stays as the client's
+// users know and type it, and docs/troubleshooting.md names the characters that a folder's path cannot have.
+// stdbuf makes the client write line by line.
 std::string monitor_command(const std::string& client, const std::string& sync_dir, bool resync) {
     std::string command = "stdbuf -oL " + client + " --monitor --syncdir \"" + sync_dir + "\"";
     if (resync)
@@ -24,7 +26,7 @@ std::string monitor_command(const std::string& client, const std::string& sync_d
 }
 } // namespace
 
-// One child, as its handlers see it.
+// One sync child, as its handlers share it.
 struct Application::SyncLaunch {
     std::string sync_dir;
     bool resync = false;
@@ -39,7 +41,7 @@ void Application::on_sync_started(const std::string& sync_dir) {
         print_line("DEBUG: Sync already running or starting, ignoring");
         return;
     }
-    if (login_pid > none) { // the start would kill the client of the sign-in
+    if (login_pid > none) { // a start would kill the client of the sign-in
         if (main_window != nullptr)
             main_window->set_sync_status(false);
         return;
@@ -81,7 +83,7 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
     current_launch = launch;
     launch_process(
         command, [this, launch](const std::string& chunk) { on_sync_output(*launch, chunk); },
-        // At idle priority, below the output watch: all that was printed is read before the end is judged.
+        // Idle priority comes after the output watch, so all output is read before the end is judged.
         [this, launch](int exit_code) {
             post_when_idle([this, launch, exit_code] { on_sync_exit(*launch, exit_code); });
         },
@@ -104,10 +106,10 @@ void Application::report_failed_launch() {
         }
 }
 
-// Hidden in daemon mode, the main window tells the truth all the same; but none is made then.
+// Daemon mode creates no main window, but it updates an existing one, which may be hidden.
 void Application::show_sync_running(const std::string& sync_dir) {
     if (main_window == nullptr && !daemon_mode) {
-        main_window = new Skyfold(this, sync_dir); // owned by the process
+        main_window = new Skyfold(this, sync_dir); // never deleted
         add_window(*main_window);
     }
     if (main_window != nullptr)
@@ -115,21 +117,21 @@ void Application::show_sync_running(const std::string& sync_dir) {
     if (daemon_mode)
         return;
     login_window = main_window;
-    if (!main_window->is_within_reach()) // a sign-in has hidden it, and there is no icon
+    if (!main_window->is_within_reach()) // a sign-in has hidden it, and no icon can show it
         activate();
 }
 
 void Application::on_sync_output(SyncLaunch& launch, const std::string& chunk) {
     print_line("[SYNC] " + chunk);
     launch.output += chunk;
-    // What a child stopped by a restart still had to say is of transfers that ended with it.
+    // A child that a restart stopped may still print; its transfers have ended, so that is not interpreted.
     if (main_window != nullptr && &launch == current_launch.get())
         main_window->notify_sync_activity(chunk);
 }
 
 void Application::on_sync_exit(SyncLaunch& launch, int exit_code) {
     launch.watch.disconnect();
-    if (&launch != current_launch.get()) { // stopped to be started anew: what there is now is its successor's
+    if (&launch != current_launch.get()) { // stopped by a restart: the state belongs to the next child
         report_exit_code(exit_code);
         return;
     }
@@ -154,7 +156,7 @@ void Application::continue_after_sync(const SyncLaunch& launch, SyncEnd end) {
     if (end == SyncEnd::resync) {
         print_line("DEBUG: Resync required, retrying automatically.");
         m_sync_process_pid = starting;
-        launch_sync_process(launch.sync_dir, true); // the switch is not moved: to a person this is one sync
+        launch_sync_process(launch.sync_dir, true); // the switch stays on: to the user this is one sync
         return;
     }
     print_line("DEBUG: Reauth required, starting login process.");
@@ -170,21 +172,21 @@ void Application::report_exit_code(int exit_code) {
         print_error("ERROR: Sync process exited with code " + std::to_string(exit_code));
 }
 
-// In daemon mode, too: a sync that has ended must not go unseen.
+// Shown in daemon mode, too: the user must see that the sync has ended.
 void Application::show_sync_error(int exit_code, const std::string& output) {
-    // The tags show as they are written: the text is set without markup, on purpose.
+    // The tags appear as written, on purpose: without markup, no output of the client can break the text.
     auto dialog =
         make_error_dialog(main_window, "Sync Process Error",
                           "The OneDrive sync process terminated unexpectedly.\n\n<b>Exit Code:</b> " +
                               std::to_string(exit_code) + "\n<b>Output:</b>\n" + output);
     auto* shown = dialog.release(); // deletes itself when it is hidden
     shown->signal_response().connect([this, shown](int /*response*/) {
-        if (login_window == shown) // else a sign-in or a newer start came meanwhile
+        if (login_window == shown) // otherwise a sign-in or a newer start has replaced it
             login_window = main_window;
         shown->hide();
     });
     shown->signal_hide().connect(
-        [shown] { post_when_idle([shown] { delete shown; }); }); // not in its own signal
+        [shown] { post_when_idle([shown] { delete shown; }); }); // not within its own signal
     login_window = shown;
     shown->show();
 }
@@ -192,9 +194,9 @@ void Application::show_sync_error(int exit_code, const std::string& output) {
 void Application::quit_sync_process() {
     if (m_sync_process_pid <= none)
         return;
-    // Set and cleared before the child's end can be handled, on purpose: a stopped child is judged by its
-    // output and exit code like any other, so that nothing that it asked for is lost. Switching off therefore
-    // ends in the error dialog, with exit code -1.
+    // Set and cleared before the child's end is handled, on purpose, so that `SyncEnd::stopped` is not
+    // reached: a stopped child is judged by its output and exit code like any other, and no request for a
+    // resync or a new sign-in is lost. Switching off therefore ends in the error dialog, with exit code -1.
     sync_quit_requested = true;
     signal_child(m_sync_process_pid, SIGTERM);
     signal_child(m_sync_process_pid, SIGKILL);
@@ -218,7 +220,7 @@ void Application::toggle_sync() {
     if (sync_dir.empty())
         return;
     config.set("sync_enabled", "true");
-    let_launch_go(); // here, and not in the idle task: the last child's end may come first
+    let_launch_go(); // here, not in the idle task: the end of the stopped child may come first
     post_when_idle([this, sync_dir] {
         if (m_sync_process_pid == none)
             on_sync_started(sync_dir);
