@@ -26,8 +26,8 @@ Glib::RefPtr<Application> Application::create() {
     return Glib::RefPtr<Application>(new Application());
 }
 
-// Replaces the toolkit's own option handling, which refuses options that it does not know and acts on some
-// that it does: every argument is main's business.
+// Replaces the toolkit's own option handling, which rejects options that it does not know and acts on some
+// that it does. Only main reads the arguments.
 bool Application::local_command_line_vfunc(char**& /*arguments*/, int& exit_status) {
     exit_status = EXIT_SUCCESS;
     try {
@@ -46,12 +46,12 @@ void Application::on_startup() {
     survive_closed_pipes();
     quit_on_signals();
     end_children_with_display();
-    hold(); // never released: hidden or in the tray there is no window to keep the program alive
+    hold(); // never released: nothing else keeps the program alive while its windows are hidden
     print_line("DEBUG: Application::on_startup() - END (app is held)");
 }
 
-// The end of a session, or Ctrl+C in a terminal: the client must not be left running alone. While the main
-// thread waits for a command no signal is heard; once one has been, the same signal ends the program at once.
+// At the end of a session, or on Ctrl+C, the client must not go on alone. While the main thread waits for a
+// command, a signal is not handled. After one was handled, a second of its kind ends the program at once.
 void Application::quit_on_signals() {
     const auto quit_once = +[](gpointer application) -> gboolean {
         static_cast<Application*>(application)->close_and_quit();
@@ -60,7 +60,7 @@ void Application::quit_on_signals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction inherited = {};
         sigaction(signal, nullptr, &inherited);
-        if (inherited.sa_handler != SIG_IGN) // nohup wants the end of the session survived
+        if (inherited.sa_handler != SIG_IGN) // under nohup the program survives the session
             g_unix_signal_add(signal, quit_once, this);
     }
 }
@@ -125,7 +125,7 @@ void Application::start_logged_in() {
         }
         return;
     }
-    main_window = new Skyfold(this, sync_dir); // owned by the process, as every top-level window
+    main_window = new Skyfold(this, sync_dir); // never deleted, like every top-level window
     print_line("DEBUG: Skyfold object created.");
     add_window(*main_window);
     print_line("DEBUG: Skyfold window created (hidden).");
@@ -137,7 +137,7 @@ void Application::show_settings_window() {
     auto* window = new SettingsWindow();
     window->signal_sync_started().connect(sigc::mem_fun(*this, &Application::on_sync_started));
     window->signal_hide().connect([this, window] {
-        if (login_window == window) // a person closed it
+        if (login_window == window) // the user closed it
             go_on_without_login_window();
     });
     add_window(*window);
@@ -145,8 +145,8 @@ void Application::show_settings_window() {
     login_window = window;
 }
 
-// Without any window there would be no way to the program any more. Without a token, which the client deletes
-// before it signs in anew, no sync would run until the next start signs in.
+// Quits without a main window, because nothing could reach the program any more; and without a token, which
+// the client deletes before a new sign-in, because no sync could run before the next start.
 void Application::go_on_without_login_window() {
     if (main_window == nullptr || !is_client_token_present()) {
         quit();
@@ -159,7 +159,7 @@ void Application::go_on_without_login_window() {
 void Application::handle_shutdown() {
     print_line("DEBUG: Application shutting down");
     quit_sync_process();
-    end_client_queries(); // first, else one that is killed would be asked again
+    end_client_queries(); // first, because a killed query would be retried
     kill_existing_onedrive_processes();
 }
 

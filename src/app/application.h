@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The program's spine: owns the settings, the top-level windows and the two children. Its members are
-// declared here once and defined where their work happens; each heading names the file. It belongs to the
-// main loop's thread, but for what is marked otherwise.
+// The application object: owns the settings, the top-level windows and the two children. Its members are
+// declared here and defined in several files; each heading names the file. Everything belongs to the main
+// loop's thread unless marked otherwise.
 #pragma once
 
 #include "app/config_manager.h"
@@ -21,14 +21,14 @@ extern std::int32_t global_login_instance;
 
 class Application : public Gtk::Application {
   public:
-    // app/application.cpp: life cycle and the decision what the user sees first
+    // app/application.cpp: life cycle, and which window the user sees first
     static Glib::RefPtr<Application> create();
     void set_daemon_mode(bool daemon) { daemon_mode = daemon; }
     /// Answers every open dialog with no and quits: one that waits in a loop of its own would keep the
     /// program.
     void close_and_quit();
     [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
-    /// The command for the long-lived children.
+    /// The client's command for the long-lived children.
     [[nodiscard]] std::string get_onedrive_cli_path() const;
 
     // app/preferences.cpp
@@ -38,13 +38,13 @@ class Application : public Gtk::Application {
     /// True only if "autostart" is exactly "true".
     [[nodiscard]] bool is_autostart_enabled() const;
     void toggle_autostart();
-    /// Writes or removes the desktop entry; the flag in the settings is left alone.
+    /// Writes or removes the autostart entry; the flag in the settings stays as it is.
     void set_autostart(bool enable);
 
     // auth/login_flow.cpp
-    /// Starts a sign-in attempt, with "--reauth" or without. An attempt without retries itself once with it.
+    /// Starts a sign-in attempt, with "--reauth" if `reauth`; one without may be retried once with it.
     void start_login_process(bool reauth);
-    /// Takes the redirect of the sign-in window; only the first of an attempt counts.
+    /// Takes the redirect from the sign-in window. Only the first of an attempt counts.
     void on_auth_response_url_captured(const std::string& url);
     void on_login_successful();
 
@@ -53,7 +53,7 @@ class Application : public Gtk::Application {
     void do_token_exchange(const std::string& redirect_url, std::int32_t instance);
 
     // sync/sync_supervisor.cpp
-    /// Asks for a sync of the folder; ignored while one runs or starts.
+    /// Starts syncing the folder. Ignored while a sync runs or starts, and while a sign-in runs.
     void on_sync_started(const std::string& sync_dir);
     void launch_sync_process(const std::string& sync_dir, bool resync);
     /// Kills every client and removes the client's lock file. Blocks; any thread may call.
@@ -62,13 +62,13 @@ class Application : public Gtk::Application {
     void quit_sync_process();
     /// True while the child runs or starts.
     [[nodiscard]] bool is_sync_running() const;
-    /// Switches syncing off or on. After `quit_sync_process` it is the second half of a restart: from here on
-    /// the end of the child that was stopped is only printed.
+    /// Switches syncing off or on. Called after `quit_sync_process` it completes a restart: the end of the
+    /// stopped child is then only printed.
     void toggle_sync();
     [[nodiscard]] std::string get_sync_dir() const { return config.get("sync_dir"); }
 
     // sync/account_removal.cpp
-    /// Signs out and quits; deletes the sync folder too when asked.
+    /// Signs out and quits; also deletes the sync folder if asked to.
     void remove_account(bool delete_local_files);
 
   protected:
@@ -119,16 +119,18 @@ class Application : public Gtk::Application {
 
     bool daemon_mode = false;
     ConfigManager config;
-    // The window in front: one of the first run (startup window, sign-in page or settings window), the sync
-    // error dialog, or the main window, shown or hidden. Null: none yet, or the program hides it; it clears
-    // this first, so that a hide handler that finds it set knows that a person has closed the window. (The
-    // page hides itself after a capture, which `redirect_captured` tells.)
+    // The window in front, or null: the startup window, the sign-in page, the settings window, the sync error
+    // dialog, or the main window, shown or hidden. Set it to null before you hide a window yourself: a hide
+    // handler that finds it set takes the user for having closed the window. (The page hides itself after a
+    // capture; `redirect_captured` says so.)
     Gtk::Window* login_window = nullptr;
     Skyfold* main_window = nullptr;
-    [[maybe_unused]] bool spare_flag = false;
-    static constexpr std::int32_t no_attempt = -1; // the last one is over
+    [[maybe_unused]] bool spare_flag = false;      // unused: reserved for the next command-line option
+    static constexpr std::int32_t no_attempt = -1; // login_instance when the last attempt is over
     std::int32_t login_instance = 0;
     bool redirect_captured = false;
+    // Locked while output is added. Only the main thread uses login_output, so its readers need no lock; this
+    // one is kept for a child runner that would deliver output on another thread.
     Glib::Threads::Mutex login_output_mutex;
     std::string login_output; // bytes
     Glib::RefPtr<Glib::IOChannel> login_stdin;

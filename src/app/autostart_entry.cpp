@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 std::string autostart_entry_text(std::string_view home) {
-    // A fixed place below the home folder on purpose, wherever the running program lies.
+    // A fixed path on purpose: trying the program from another place does not change what a login starts.
     return "[Desktop Entry]\n"
            "Type=Application\n"
            "Exec=" +
@@ -32,7 +32,7 @@ void write_autostart_entry(bool enable) {
         std::remove(path.c_str());
         return;
     }
-    // Without HOME the command starts at the root: "~" then came from the user database; not used here.
+    // Without HOME the path begins at "/". Only the expansion above takes the home from the user database.
     const char* home = std::getenv("HOME");
     if (!replace_file(path, autostart_entry_text(home == nullptr ? "" : home)))
         print_error("Could not create autostart file");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The program's own settings: a flat map of strings in one small text file, "key=value" a line. What the keys
-// mean is left to their users; flags are "true" and "false".
+// The program's own settings: a map from string to string, stored as one "key=value" a line in a small text
+// file. Flags are "true" and "false". The callers know what the keys mean.
 #pragma once
 
 #include <map>
@@ -9,27 +9,27 @@
 
 using Settings = std::map<std::string, std::string>;
 
-/// Adds the entries of a settings file to `values`: each line splits at its first "=", both halves verbatim;
-/// a line without "=" is skipped; a later line wins.
+/// Adds the entries of a settings file to `values`. A line is split at its first "=", and both halves are
+/// taken verbatim; a line without "=" is skipped; a later line wins.
 void read_settings(std::string_view text, Settings& values);
 
 /// One "key=value" line per entry, in byte order of the keys.
 std::string settings_text(const Settings& values);
 
-/// Main thread only. An instance holds the file as it was when it was made and writes all of it with every
-/// `set`, so a key that another instance added meanwhile is lost again. That happens on purpose to the key
-/// "notifications", which the settings window writes and nothing but that window reads.
+/// Main thread only. An instance reads the file when it is constructed, and writes its whole copy with every
+/// `set`, so a key that another instance has added meanwhile is lost. That is accepted for the key
+/// "notifications", which only the settings window writes and reads.
 class ConfigManager {
   public:
-    /// Finds "~/.config/skyfold" (making that one folder), then loads the file `config` in it.
+    /// Creates the folder "~/.config/skyfold" (one level) if it is missing, then loads its file `config`.
     ConfigManager();
 
     /// Reads the file and adds the defaults "autostart" and "sync_enabled" = "true" where they are missing,
-    /// each with a save of its own. A missing file is created empty. A file that cannot be created, or is
-    /// there and cannot be read, is told on standard error; the latter is never written, so never lost.
+    /// with a save for each. A missing file is created empty. Prints an error when the file cannot be created
+    /// or read. A file that exists but cannot be read is not written, so nothing in it is lost.
     void load();
 
-    /// Replaces the whole file. A failure prints a line on standard error and leaves the file as it was.
+    /// Replaces the whole file. On failure prints an error and leaves the file as it was.
     void save() const;
 
     /// The value, or the empty string for an absent key.

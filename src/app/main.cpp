@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
                     "and GDK_BACKEND.");
         return EXIT_FAILURE;
     }
-    Glib::add_exception_handler([] { run_guarded([] { throw; }); }); // no handler may end the program
+    Glib::add_exception_handler([] { run_guarded([] { throw; }); }); // an exception must not end the program
     const auto application = Application::create();
     application->set_daemon_mode(is_daemon);
     install_style();

@@ -12,14 +12,14 @@
 #include <gtkmm/window.h>
 
 bool open_display() {
-    // The toolkit looks for OpenGL when it opens a display and maps a driver of some 50 MB that nothing here
-    // draws with; the page of the sign-in window is drawn without it. The variable is for this one call, as
-    // early as it can be taken back: children must not inherit it.
+    // When the toolkit opens a display it looks for OpenGL, and maps a driver of some 50 MB that nothing here
+    // draws with, not even the sign-in page. The variable prevents that. It is set for this one call only,
+    // because children must not inherit it.
     const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
     if (!chosen_by_user)
         setenv("GDK_GL", "disable", 1);
-    // Where a session offers both kinds of display: an icon in the notification area exists under X only. A
-    // choice by GDK_BACKEND goes before this.
+    // Prefers X11 where a session offers both, because Wayland has no icons in the notification area. A
+    // choice by GDK_BACKEND has priority.
     gdk_set_allowed_backends("x11,*");
     const bool opened = gtk_init_check(nullptr, nullptr);
     if (!chosen_by_user)
@@ -34,7 +34,7 @@ void install_style() {
         Gtk::StyleContext::add_provider_for_screen(Gdk::Screen::get_default(), provider,
                                                    GTK_STYLE_PROVIDER_PRIORITY_APPLICATION);
     }
-    // Searched after every theme, for the names that some of them lack.
+    // Fallback icons, searched after every theme, for names that some themes lack.
     gtk_icon_theme_add_resource_path(Gtk::IconTheme::get_default()->gobj(), "/org/skyfold/icons");
     Gtk::Window::set_default_icon_name("org.skyfold");
 }
