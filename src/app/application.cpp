@@ -66,11 +66,9 @@ void Application::quit_on_signals() {
 }
 
 // When the X server goes, at the end of a session or by a crash, Xlib ends the program without a shutdown,
-// and the client would go on alone. Every call to the toolkit fails here, so the children are all that is
-// seen to.
+// and the client would go on alone. Every call to the toolkit fails here, so only the children are ended.
 void Application::end_children_with_display() {
-    static const Application* running = nullptr;
-    running = this;
+    static const Application* const running = this;
     if (GDK_IS_X11_DISPLAY(gdk_display_get_default()))
         XSetIOErrorHandler([](Display* /*display*/) -> int {
             for (const int child : {running->login_pid, running->m_sync_process_pid})

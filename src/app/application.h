@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The application object: owns the settings, the top-level windows and the two children. Its members are
-// declared here and defined in several files; each heading names the file. Everything belongs to the main
-// loop's thread unless marked otherwise.
+// declared here and defined in the files that the headings name. Main thread only, unless marked otherwise.
 #pragma once
 
 #include "app/config_manager.h"
@@ -24,8 +23,7 @@ class Application : public Gtk::Application {
     // app/application.cpp: life cycle, and which window the user sees first
     static Glib::RefPtr<Application> create();
     void set_daemon_mode(bool daemon) { daemon_mode = daemon; }
-    /// Answers every open dialog with no and quits: one that waits in a loop of its own would keep the
-    /// program.
+    /// Answers every open dialog with no and quits: one with a loop of its own would keep the program.
     void close_and_quit();
     [[nodiscard]] bool is_daemon_mode() const { return daemon_mode; }
     /// The client's command for the long-lived children.
@@ -62,8 +60,7 @@ class Application : public Gtk::Application {
     void quit_sync_process();
     /// True while the child runs or starts.
     [[nodiscard]] bool is_sync_running() const;
-    /// Switches syncing off or on. Called after `quit_sync_process` it completes a restart: the end of the
-    /// stopped child is then only printed.
+    /// Switches syncing off or on. After `quit_sync_process` it restarts: that child's end is only printed.
     void toggle_sync();
     [[nodiscard]] std::string get_sync_dir() const { return config.get("sync_dir"); }
 
@@ -119,10 +116,9 @@ class Application : public Gtk::Application {
 
     bool daemon_mode = false;
     ConfigManager config;
-    // The window in front, or null: the startup window, the sign-in page, the settings window, the sync error
-    // dialog, or the main window, shown or hidden. Set it to null before you hide a window yourself: a hide
-    // handler that finds it set takes the user for having closed the window. (The page hides itself after a
-    // capture; `redirect_captured` says so.)
+    // The window in front, or null: startup window, sign-in page, settings window, sync error dialog, or the
+    // main window, shown or hidden. Set it to null before you hide a window yourself: a hide handler that
+    // finds it set takes the user for having closed the window. (The page hides itself after a capture.)
     Gtk::Window* login_window = nullptr;
     Skyfold* main_window = nullptr;
     [[maybe_unused]] bool spare_flag = false;      // unused: reserved for the next command-line option

@@ -13,13 +13,11 @@
 
 bool open_display() {
     // When the toolkit opens a display it looks for OpenGL, and maps a driver of some 50 MB that nothing here
-    // draws with, not even the sign-in page. The variable prevents that. It is set for this one call only,
-    // because children must not inherit it.
+    // draws with, not even the sign-in page. The variable prevents that; children must not inherit it.
     const bool chosen_by_user = std::getenv("GDK_GL") != nullptr;
     if (!chosen_by_user)
         setenv("GDK_GL", "disable", 1);
-    // Prefers X11 where a session offers both, because Wayland has no icons in the notification area. A
-    // choice by GDK_BACKEND has priority.
+    // Prefers X11, unless GDK_BACKEND says otherwise: Wayland has no icons in the notification area.
     gdk_set_allowed_backends("x11,*");
     const bool opened = gtk_init_check(nullptr, nullptr);
     if (!chosen_by_user)

@@ -85,8 +85,7 @@ void Application::on_token_saved(std::int32_t instance) {
     on_login_successful();
 }
 
-// Reported for any attempt, whatever its number, on purpose: unless no attempt is left, the program then
-// ends, and its shutdown stops the client.
+// Reported whichever attempt is current, on purpose. The program then ends, and shutdown stops the client.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);

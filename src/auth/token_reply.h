@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Makes the text of the token request and reads that of its reply (RFC 6749 section 4.1.3, RFC 7636 section
-// 4.5). token_exchange.h sends it.
+// Makes the text of the token request and reads its reply (RFC 6749 section 4.1.3, RFC 7636 section 4.5).
 #pragma once
 
 #include "auth/pkce.h"

@@ -12,8 +12,7 @@ inline constexpr std::string_view white_space = " \t\n\r";
 /// Returns `text` without the characters of `drop` at both ends; empty when it has no others.
 std::string_view trimmed(std::string_view text, std::string_view drop);
 
-/// The bytes strictly between the first and the last double quote, or nothing where there are not two of
-/// them.
+/// The bytes between the first and the last double quote, or nothing if there are not two of them.
 std::optional<std::string_view> between_outer_quotes(std::string_view text);
 
 inline bool contains(std::string_view text, std::string_view part) {

@@ -14,6 +14,5 @@ CommandEnd query_client(const std::string& arguments);
 /// Kills every client that this user may signal and deletes its lock file. Blocks; any thread may call it.
 void kill_clients();
 
-/// Called at shutdown: prevents further queries, kills the running ones and waits until they are gone, for
-/// some seconds at most.
+/// Called at shutdown: prevents further queries, kills the running ones and waits (seconds) for their ends.
 void end_client_queries();

@@ -13,8 +13,7 @@
 namespace {
 struct PostedTask {
     std::function<void()> run;
-    // Always true when the task runs. GLib's own lock already orders the hand-over, but ThreadSanitizer does
-    // not see that lock; it sees this atomic.
+    // Always true when the task runs. GLib's lock orders the hand-over; ThreadSanitizer sees only this.
     std::atomic<bool> handed_over{false};
 };
 
@@ -29,8 +28,7 @@ void release_posted(gpointer data) {
     delete static_cast<PostedTask*>(data);
 }
 
-// Does not use g_main_context_invoke: at shutdown, when no thread runs the loop, that would run the task on
-// the caller's thread.
+// Not by g_main_context_invoke: at shutdown, when nobody runs the loop, it runs the task on this thread.
 void post(std::function<void()> run, int priority) {
     auto task = std::make_unique<PostedTask>();
     task->run = std::move(run);

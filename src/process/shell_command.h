@@ -17,6 +17,5 @@ std::optional<CommandEnd> run_shell_command(const std::string& command);
 /// Returns the output; throws `std::runtime_error` if `command` could not be started. Not called at present.
 std::string exec(const char* command);
 
-/// Escapes `text` for use between double quotes in a POSIX shell: the four characters that are special there
-/// get a backslash.
+/// Escapes `text` for use between double quotes in a POSIX shell: four characters get a backslash.
 std::string inside_double_quotes(std::string_view text);

@@ -91,8 +91,7 @@ void read_line(std::string_view line, Activity& activity) {
     }
 }
 
-// Searches only what was appended after `scan.searched`, and enough of what stands before it to find a phrase
-// that was cut between two chunks.
+// Searches what was appended after `scan.searched`, with enough before it to find a phrase cut in two.
 void search_phrases(Activity& activity) {
     auto& scan = activity.scan;
     const auto overlap = std::min(scan.searched, longest_phrase - 1);

@@ -51,12 +51,8 @@ class ListIcons {
     }
 
   private:
-    struct Hash {
-        std::size_t operator()(const Wanted& icon) const { return icon->hash(); }
-    };
-    struct Equal {
-        bool operator()(const Wanted& one, const Wanted& other) const { return one->equal(other); }
-    };
+    using Hash = decltype([](const Wanted& icon) { return icon->hash(); });
+    using Equal = decltype([](const Wanted& one, const Wanted& other) { return one->equal(other); });
 
     Icon themed(const Entry& entry) {
         try {

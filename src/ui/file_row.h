@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // One row of the file list: icon, name and status. While the pointer is on the row, three buttons replace the
-// status; Shift+F10 opens a menu with the same actions. The row only emits signals with its full path, and
-// the window acts on them.
+// status; Shift+F10 opens a menu with the same actions. The row only emits signals with its full path.
 #pragma once
 
 #include <gdkmm/pixbuf.h>
@@ -27,8 +26,7 @@ constexpr Gtk::IconLookupFlags row_icon_lookup(int scale) {
 
 class FileRow : public Gtk::ListBoxRow {
   public:
-    /// `name`, `status` and `full_path` may be any bytes. For a screen of scale 2, `icon` has twice as many
-    /// pixels on each side.
+    /// The texts may be any bytes. For a screen of scale 2, `icon` has twice as many pixels on each side.
     FileRow(const Glib::RefPtr<Gdk::Pixbuf>& icon, const Glib::ustring& name, const Glib::ustring& status,
             const Glib::ustring& full_path);
     ~FileRow() override;

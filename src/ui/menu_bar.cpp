@@ -141,8 +141,7 @@ bool Skyfold::on_notifications_toggled(bool state) {
     return false;
 }
 
-// Nothing calls these two at present. They do not block the handlers, on purpose: whatever moves a switch
-// flips its preference.
+// Nothing calls these two. They do not block the handlers, on purpose: moving a switch flips its setting.
 void Skyfold::set_autostart_status(bool enabled) {
     show_state(autostart_switch, autostart_state_label, enabled);
 }

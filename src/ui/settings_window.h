@@ -12,8 +12,7 @@
 
 class SettingsWindow : public Gtk::Window {
   public:
-    /// Builds the window without showing it. A switch that starts on runs its handler here, and so writes its
-    /// setting at once.
+    /// Builds the window hidden. A switch that starts on runs its handler here and so writes its setting.
     SettingsWindow();
 
     /// Emitted with the typed folder, or with the bytes of the proposal if it was not changed.

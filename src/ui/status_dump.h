@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the client's two dumps, and looks up the status of one entry. The status cache runs the client and
-// keeps the result.
+// Reads the client's two dumps, and looks up one entry's status. The status cache runs the client.
 #pragma once
 
 #include "base/status_words.h"

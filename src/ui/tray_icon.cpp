@@ -16,8 +16,7 @@ constexpr std::array theme_icons = {"folder-cloud", "cloud-storage", "network-se
 constexpr unsigned first_check_delay = 500;   // ms
 constexpr unsigned second_check_delay = 2000; // ms
 
-// On Wayland no icon can be embedded, and the toolkit prints a warning for each image that an icon is given.
-// There the icon is made without an image.
+// On Wayland no icon can be embedded, and the toolkit warns of each image; there the icon has none.
 template<typename Create>
 Glib::RefPtr<Gtk::StatusIcon> make_icon(Create create) {
     if (GDK_IS_X11_DISPLAY(gdk_display_get_default()))
