@@ -23,7 +23,7 @@ std::string settings_text(const Settings& values) {
 }
 
 ConfigManager::ConfigManager() {
-    // After a failed expansion the file is "/config": an odd place, but the error printed for it names it.
+    // After a failed expansion the file is "/config": an odd place, but always the same one.
     config_path = expand_path("~/.config/skyfold").value_or("");
     mkdir(config_path.c_str(), 0700);
     config_path += "/config";

@@ -85,7 +85,7 @@ void Application::on_token_saved(std::int32_t instance) {
     on_login_successful();
 }
 
-// Reported whichever attempt is current, on purpose. The program then ends, and shutdown stops the client.
+// Reported for a newer attempt, too, on purpose. The program then ends, and its shutdown stops the client.
 void Application::on_token_exchange_failed(unsigned status, const std::string& reply) {
     show_login_error("Token exchange failed (HTTP " + std::to_string(status) + ").\n\nServer response:\n" +
                      reply);

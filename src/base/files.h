@@ -16,9 +16,9 @@ std::optional<std::string> read_file(const std::string& path);
 /// Replaces the file at `path`, or creates it, in one step: a reader sees either the old content or all of
 /// the new. On failure it returns false, the old content stays, and `error` says why.
 ///
-/// A symbolic link is kept and its target is replaced. Mode and owner are kept (a new file has the process's
-/// defaults). A read-only file is not replaced, nor is anything but a regular file. Another hard link to the
-/// file keeps the old content. The folder must be writable.
+/// A symbolic link is kept and its target is replaced. The mode is kept, and the owner where that is allowed
+/// (a new file has the process's defaults). A read-only file is not replaced, nor is anything but a regular
+/// file. Another hard link to the file keeps the old content. The folder must be writable.
 bool replace_file(const std::string& path, std::string_view content, std::string& error);
 
 /// The same without the reason for a failure.

@@ -19,8 +19,9 @@
 /// `pid` the child's id, `watch` the connection of the output watch.
 ///
 /// When no child can be made, prints an error, stores nothing and calls nothing. The program's ends of both
-/// pipes are never closed, because a process that the child leaves behind may still use the pipes; there is
-/// room for 4,000 children (`prepare_process`). Without `stdin_channel` the child never reads an end of file.
+/// pipes are never closed, because a process that the child leaves behind may still use the pipes;
+/// `prepare_process` raises their number for that. Without `stdin_channel` the child never reads an end of
+/// file.
 void launch_process(const std::string& command, std::function<void(const std::string&)> on_output,
                     std::function<void(int)> on_exit, Glib::RefPtr<Glib::IOChannel>* stdin_channel, int* pid,
                     sigc::connection* watch);

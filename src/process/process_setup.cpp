@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 namespace {
-// Enough for 4,000 children, each of which keeps two; not more, because one-shot commands inherit it.
+// For 4,000 children, each of which keeps two, if the hard limit allows; one-shot commands inherit it.
 constexpr rlim_t enough_descriptors = 8192;
 
 rlimit limit_at_start{};

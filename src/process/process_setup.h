@@ -2,8 +2,8 @@
 // Sets this process up once at start, and undoes in each child what the child must not inherit.
 #pragma once
 
-/// Call first in `main`. Opens missing standard descriptors on /dev/null, resets inherited signal
-/// dispositions, and raises the limit of open descriptors (each child leaves two open for good).
+/// Call first in `main`. Opens missing standard descriptors on /dev/null, stops ignoring SIGCHLD and SIGPIPE
+/// if that was inherited, and raises the limit of open descriptors (each child leaves two open for good).
 void prepare_process();
 
 /// Makes a write to a closed pipe fail instead of ending the program. It installs an empty SIGPIPE handler,

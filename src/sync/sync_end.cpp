@@ -6,7 +6,7 @@
 #include <array>
 
 namespace {
-// The first covers the third, which stays because it is the client's older wording in full.
+// The first covers the third, which stays on purpose: this is the list of the client's wordings.
 constexpr std::array<std::string_view, 3> resync_phrases = {"--resync is required", "--resync needed",
                                                             "a --resync is required"};
 constexpr std::array<std::string_view, 3> reauth_phrases = {"--reauth", "need to re-authorise", "AADSTS"};

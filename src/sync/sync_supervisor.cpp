@@ -10,6 +10,7 @@
 #include "ui/skyfold.h"
 
 #include <csignal>
+#include <utility>
 
 namespace {
 constexpr std::int32_t none = 0;
@@ -61,11 +62,10 @@ void Application::on_sync_started(const std::string& sync_dir) {
         report_failed_launch();
 }
 
-// The end of the launch before, and what it still prints, count no more. The rest of its unfinished line is
-// not interpreted either, so that line and its live states go, too.
+// A launch that has not ended yet is ignored from here on. The rest of its unfinished line is not interpreted
+// either, so that line and its live states are forgotten. Both stay when a launch has ended by itself.
 void Application::let_launch_go() {
-    current_launch.reset();
-    if (main_window != nullptr)
+    if (std::exchange(current_launch, nullptr) && main_window != nullptr)
         main_window->forget_activity();
 }
 
@@ -135,7 +135,7 @@ void Application::on_sync_exit(SyncLaunch& launch, int exit_code) {
         report_exit_code(exit_code);
         return;
     }
-    current_launch.reset(); // its output is judged once more, here, and goes with the caller
+    current_launch.reset(); // its output is judged below, and is freed when the caller returns
     m_sync_process_pid = none;
     const auto end = judge_sync_end({sync_quit_requested, launch.resync, exit_code, launch.output});
     if (end == SyncEnd::resync || end == SyncEnd::reauth) {
