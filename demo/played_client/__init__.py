@@ -1,2 +1,0 @@
-# SPDX-License-Identifier: MIT
-"""The played client: it really copies files, to try Skyfold out without an account."""
