@@ -1,9 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
-"""What the program costs that does nothing: its start, and then its memory and its wake-ups.
-
-Usage (inside scripts/isolate): idle.py PROGRAM
-"""
+"""What the program costs that does nothing: its start, and then its memory and its wake-ups."""
 import json
 import os
 import pathlib
@@ -17,8 +14,7 @@ import time
 CLIENT_FOLDER = pathlib.Path(__file__).resolve().parents[1] / "tests/client"  # of the scripted one
 ENTRIES = 100
 STARTS = 9
-# Seconds. By then the notification area was looked for the last time, GIO has forgotten the names of users that
-# it keeps for 7 s, and the accessibility bridge what it keeps for 16 s: each is a wake-up of its own.
+# Seconds. The last one-shot timer of the toolkit comes 16 s after the start: the accessibility bridge forgets.
 SETTLED = 20
 WATCHED = 30
 
@@ -30,8 +26,7 @@ def make_home(home):
         (home / folder).mkdir(parents=True)
     (home / ".config/onedrive/refresh_token").write_text("any")
     calls = [(["--monitor", "--syncdir", "{home}/OneDrive"], [{"print": "Sync complete\n"}, {"hang": True}]),
-             (["--display-sync-status"], [{"print": "".join(f"{name}: synced\n" for name in names)}]),
-             (["--display-config"], [{"print": "skip_dir = \"\"\n"}])]
+             (["--display-sync-status"], [{"print": "".join(f"{name}: synced\n" for name in names)}])]
     entries = [{"args": args, "steps": steps, "repeat": True} for args, steps in calls]
     (home / "scenario").write_text(json.dumps({"calls": entries}))
     os.environ.update(HOME=str(home), CLIENT_SCENARIO=str(home / "scenario"),
@@ -43,9 +38,8 @@ def start(program, home):
     # Anew each time: whoever is killed while it saves its settings leaves them half written.
     (home / ".config/skyfold/config").write_text(f"sync_dir={home}/OneDrive\nsync_enabled=true\n")
     begin = time.monotonic()
-    # What it prints later fits into the pipe.
     process = subprocess.Popen([program], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-    # The first thing that it does when it is idle is to start the sync.
+    # The first thing that it does when it is idle is to start the sync. What it prints later fits into the pipe.
     if not any(line.startswith(b"DEBUG: Application::on_sync_started() - BEGIN") for line in process.stdout):
         sys.exit(f"{program} ended before it was idle")
     return process, (time.monotonic() - begin) * 1000
@@ -62,12 +56,11 @@ def family(pid):
 
 def wake_ups(pids):
     """How often the threads of these processes were put on or off a processor."""
-    texts = [path.read_text() for pid in pids for path in pathlib.Path(f"/proc/{pid}/task").glob("*/status")]
-    return sum(int(count) for text in texts for count in re.findall(r"ctxt_switches:\s+(\d+)", text))
+    files = [file for pid in pids for file in pathlib.Path(f"/proc/{pid}/task").glob("*/status")]
+    return sum(int(count) for file in files for count in re.findall(r"ctxt_switches:\s+(\d+)", file.read_text()))
 
 
-def main(program):
-    home = pathlib.Path(os.environ["SKYFOLD_ISOLATED"]) / "idle"
+def main(program, home):
     make_home(home)
     times = []
     for _ in range(STARTS):
@@ -95,4 +88,4 @@ def main(program):
 
 
 if __name__ == "__main__":
-    main(sys.argv[1])
+    main(sys.argv[1], pathlib.Path(os.environ["SKYFOLD_ISOLATED"]) / "idle")

@@ -17,7 +17,6 @@ LAST_WORDS = {
 }
 SHAPES = (
     b"Downloading file: ./entry-%02d/caf\xc3\xa9 %04d-%06d.txt ... done\n",
-    b"Uploading new file: ./entry-%02d/deep/er/%04d-%06d.odt ...\n",
     b"Downloading file: ./entry-%02d/no utf-8 \xff %04d-%06d ... done\r\n",
     b"Nothing that anyone looks for: %02d %04d-%06d\n",
     b"Sync with Microsoft OneDrive is complete, %02d %04d-%06d\n",
@@ -27,7 +26,7 @@ SHAPES = (
 def text(life, ending):
     numbers = range(LINES + 30000 if ending == "endless" else LINES)
     lines = (SHAPES[number % len(SHAPES)] % (number // 5 % ENTRIES, life, number) for number in numbers)
-    return b"".join(lines) + LAST_WORDS.get(ending, b"")
+    return b"".join((*lines, LAST_WORDS.get(ending, b"")))
 
 
 def play_life(folder):
@@ -56,9 +55,8 @@ def main():
     time.sleep(0.02)  # a real client takes longer still
     if "--display-sync-status" in sys.argv:
         os.write(1, b"".join(b"entry-%02d: synced\n" % number for number in range(ENTRIES)))
-    elif os.path.exists(path := os.environ["HOME"] + "/.config/onedrive/config"):
-        with open(path, "rb") as file:
-            os.write(1, file.read())
+    elif "--display-config" in sys.argv:
+        os.execlp("cat", "cat", os.environ["HOME"] + "/.config/onedrive/config")
     return 0
 
 

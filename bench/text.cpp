@@ -93,8 +93,7 @@ void status_dump(benchmark::State& state) {
         StatusMap map;
         for (auto& [path, status] : read_status_dump(dump))
             map.insert_or_assign(std::move(path), std::move(status));
-        if (std::ssize(map) != state.range(0))
-            state.SkipWithError("entries are missing");
+        benchmark::DoNotOptimize(map);
     }
 }
 BENCHMARK(status_dump)->ArgName("lines")->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
