@@ -5,7 +5,6 @@ import json
 import os
 import pathlib
 import re
-import signal
 import statistics
 import subprocess
 import sys
@@ -15,8 +14,7 @@ CLIENT_FOLDER = pathlib.Path(__file__).resolve().parents[1] / "tests/client"  # 
 ENTRIES = 100
 STARTS = 9
 # Seconds. The last one-shot timer of the toolkit comes 16 s after the start: the accessibility bridge forgets.
-SETTLED = 20
-WATCHED = 30
+SETTLED, WATCHED = 20, 30
 
 
 def make_home(home):
@@ -33,8 +31,8 @@ def make_home(home):
                       PATH=f"{CLIENT_FOLDER}:{os.environ['PATH']}")
 
 
-def start(program, home):
-    """The program as soon as its main loop is idle, and how many milliseconds that took."""
+def start(program, home, times):
+    """The program as soon as its main loop is idle. Notes how many milliseconds that took."""
     # Anew each time: whoever is killed while it saves its settings leaves them half written.
     (home / ".config/skyfold/config").write_text(f"sync_dir={home}/OneDrive\nsync_enabled=true\n")
     begin = time.monotonic()
@@ -42,7 +40,8 @@ def start(program, home):
     # The first thing that it does when it is idle is to start the sync. What it prints later fits into the pipe.
     if not any(line.startswith(b"DEBUG: Application::on_sync_started() - BEGIN") for line in process.stdout):
         sys.exit(f"{program} ended before it was idle")
-    return process, (time.monotonic() - begin) * 1000
+    times.append((time.monotonic() - begin) * 1000)
+    return process
 
 
 def family(pid):
@@ -64,11 +63,10 @@ def main(program, home):
     make_home(home)
     times = []
     for _ in range(STARTS):
-        process, milliseconds = start(program, home)
-        times.append(milliseconds)
+        process = start(program, home, times)
         process.kill()  # the next one ends its client
         process.wait()
-    process, _ = start(program, home)
+    process = start(program, home, [])
     time.sleep(SETTLED)
     own, *clients = family(process.pid)
     before = wake_ups([own]), wake_ups(clients)
@@ -80,11 +78,10 @@ def main(program, home):
     libraries = set(re.findall(r"/\S+\.so[.0-9]*$", pathlib.Path(f"/proc/{own}/maps").read_text(), re.M))
     print(f"\nThe program with {ENTRIES} entries\n"
           f"start to hidden window, middle of {STARTS}: {statistics.median(times):.0f} ms\n"
-          f"proportional memory: {int(memory[1]) / 1024:.1f} MiB\n"
-          f"libraries: {len(libraries)}\n"
+          f"proportional memory: {int(memory[1]) / 1024:.1f} MiB, libraries: {len(libraries)}\n"
           f"wake-ups in {WATCHED} s: {after[0] - before[0]}, of its client: {after[1] - before[1]}")
     for pid in (own, *clients):
-        os.kill(pid, signal.SIGKILL)
+        os.kill(pid, 9)
 
 
 if __name__ == "__main__":

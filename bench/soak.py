@@ -44,8 +44,7 @@ class Soak(driver.DrivenProgram):
         self.program, self.log = self.spawn("sh", "-c", 'exec "$0" 2>"$1"', self.skyfold, self.errors, env=environment)
         self.stream, self.rest, self.in_chunk = self.enterContext(self.log.open("rb")), b"", False
         self.launched = self.ended_well = self.ended = self.refreshed = 0
-        self.done = collections.Counter()
-        self.life = None
+        self.done, self.life = collections.Counter(), None
         self.addCleanup(lambda: print(*(f"{count} {what}" for what, count in self.done.items()), sep=", "))
 
     # What the program prints: its own lines are counted, the client's belong to the newest life.
@@ -93,7 +92,6 @@ class Soak(driver.DrivenProgram):
         was_shown = bool(driver.accessible("frame"))
         self.click_tray()
         self.until(lambda: bool(driver.accessible("frame")) != was_shown, "the window to be shown or hidden")
-        self.done["clicks"] += 1
 
     def finish(self):
         def answered():
@@ -140,9 +138,9 @@ class Soak(driver.DrivenProgram):
         process = pathlib.Path(f"/proc/{self.program.pid}")
         links = [os.readlink(one)[:5] for one in (process / "fd").iterdir()]
         resident = int((process / "statm").read_text().split()[1]) * os.sysconf("SC_PAGESIZE") / 2 ** 20
-        values = {"lives": self.launched, "threads": len(list((process / "task").iterdir())),
-                  "pipe ends": links.count("pipe:"), "other descriptors": len(links) - links.count("pipe:"),
-                  "MiB": round(resident, 1)}
+        pipes, threads = links.count("pipe:"), len(list((process / "task").iterdir()))
+        values = {"lives": self.launched, "threads": threads, "pipe ends": pipes,
+                  "other descriptors": len(links) - pipes, "MiB": round(resident, 1)}
         print(*(f"{value} {name}" for name, value in values.items()), sep=", ", flush=True)
         return values
 

@@ -48,8 +48,6 @@ def play_life(folder):
 
 
 def main():
-    for number in (signal.SIGPIPE, signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, signal.SIG_DFL)
     if "--monitor" in sys.argv:
         return play_life(os.environ["HOME"])
     time.sleep(0.02)  # a real client takes longer still

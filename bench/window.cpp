@@ -74,8 +74,7 @@ void change_rows(benchmark::State& state) {
     window.show();
     settle();
     const auto& row = *SkyfoldProbe::rows(window).find("Entry 0")->second; // the first
-    const auto time = [&](const char* name, const Glib::ustring& status,
-                          const std::function<void()>& change) {
+    const auto time = [&](const char* name, const char* status, const auto& change) {
         const auto start = thread_seconds();
         change();
         settle();
@@ -85,13 +84,12 @@ void change_rows(benchmark::State& state) {
             state.SkipWithError("the row does not show the change");
         return seconds;
     };
+    const auto complete = [&] { window.notify_sync_activity("Sync with Microsoft OneDrive is complete\n"); };
+    const auto mark = [&] { window.notify_sync_activity("Downloading file: Entry 0/a.odt ... 5%\n"); };
     for (auto _ : state)
-        state.SetIterationTime(
-            time("pass_complete_ms", "Synced",
-                 [&] { window.notify_sync_activity("Sync with Microsoft OneDrive is complete\n"); }) +
-            time("all_refreshed_ms", "Unknown", [&] { SkyfoldProbe::refresh(window); }) +
-            time("one_row_marked_ms", "Downloading",
-                 [&] { window.notify_sync_activity("Downloading file: Entry 0/a.odt ... 5%\n"); }));
+        state.SetIterationTime(time("pass_complete_ms", "Synced", complete) +
+                               time("all_refreshed_ms", "Unknown", [&] { SkyfoldProbe::refresh(window); }) +
+                               time("one_row_marked_ms", "Downloading", mark));
 }
 BENCHMARK(change_rows)->Apply(sizes);
 } // namespace
@@ -101,8 +99,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv) || !start_isolated_toolkit())
         return EXIT_FAILURE;
     apply_toolkit_settings();
-    // What the window prints would mix with the results: these keep the standard output, stdio is given
-    // another.
+    // What the window prints would mix with the results: they keep the standard output.
     std::ios::sync_with_stdio(false);
     stdout = stderr = std::fopen("/dev/null", "we");
     benchmark::RunSpecifiedBenchmarks();
