@@ -8,8 +8,8 @@
 #include <string_view>
 
 /// The form body that redeems an authorisation code; each value is percent-encoded byte by byte. An escape in
-/// a value is encoded a second time ("%3A" becomes "%253A"), on purpose: the client prints these two
-/// values unescaped, so a "%" in them belongs to the value, and the service compares values.
+/// a value is encoded a second time ("%3A" becomes "%253A"), on purpose: client id and redirect address are
+/// sent as the client printed them, and it prints them unescaped, so a "%" in them belongs to the value.
 std::string token_request_body(const PkceSignIn& sign_in, const std::string& code);
 
 /// The text between the quotes after the key "refresh_token", or the empty string. A plain search instead of

@@ -20,5 +20,6 @@ struct EndedClient {
     std::string_view output; // all of it, as bytes
 };
 
-/// The phrases count whatever the exit code is. A resync wins over a new sign-in, but never follows a resync.
+/// Searches the output for the client's requests, whatever its exit code, unless a stop was requested. A
+/// resync wins over a new sign-in, but never follows a resync.
 SyncEnd judge_sync_end(const EndedClient& client);

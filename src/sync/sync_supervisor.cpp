@@ -63,7 +63,7 @@ void Application::on_sync_started(const std::string& sync_dir) {
 }
 
 // A launch that has not ended yet is ignored from here on. The rest of its unfinished line is not interpreted
-// either, so that line and its live states are forgotten. Both stay when a launch has ended by itself.
+// either, so that line and its live states are forgotten. After a launch that has ended, the line is kept.
 void Application::let_launch_go() {
     if (std::exchange(current_launch, nullptr) && main_window != nullptr)
         main_window->forget_activity();
@@ -195,8 +195,8 @@ void Application::quit_sync_process() {
     if (m_sync_process_pid <= none)
         return;
     // Set and cleared before the child's end is handled, on purpose, so that `SyncEnd::stopped` is not
-    // reached: a stopped child is judged by its output and exit code like any other, and no request for a
-    // resync or a new sign-in is lost. Switching off therefore ends in the error dialog, with exit code -1.
+    // reached: a stopped child is judged by its output and exit code like any other, unless a restart lets it
+    // go. Switching off therefore ends in the error dialog, with exit code -1.
     sync_quit_requested = true;
     signal_child(m_sync_process_pid, SIGTERM);
     signal_child(m_sync_process_pid, SIGKILL);

@@ -87,15 +87,15 @@ class ListIcons {
 };
 } // namespace
 
-// Opens a row's menu on the menu key or Shift+F10. gtkmm does not wrap this signal.
+// Opens a row's menu on the menu key or Shift+F10.
 void Skyfold::connect_row_menus() {
-    const auto show = +[](GtkWidget* /*list*/, Gtk::ListBox* list) -> gboolean {
-        auto* row = dynamic_cast<FileRow*>(list->get_focus_child());
+    const auto show = [this] {
+        auto* row = dynamic_cast<FileRow*>(file_list_box.get_focus_child());
         if (row != nullptr)
             row->show_menu();
         return row != nullptr;
     };
-    g_signal_connect(file_list_box.gobj(), "popup-menu", G_CALLBACK(show), &file_list_box);
+    file_list_box.signal_popup_menu().connect(show, false);
 }
 
 void Skyfold::populate_file_list(const std::string& path) {

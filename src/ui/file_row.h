@@ -16,8 +16,8 @@
 #include <memory>
 #include <string>
 
-/// How to look up a row's icon of `row_icon_size` on a screen of that scale.
 inline constexpr int row_icon_size = 22; // px
+/// How to look up a row's icon of that size on a screen of `scale`.
 constexpr Gtk::IconLookupFlags row_icon_lookup(int scale) {
     // At scale 1, an icon of nearly that size looks sharper without scaling.
     return scale == 1 ? Gtk::ICON_LOOKUP_USE_BUILTIN

@@ -30,8 +30,8 @@ bool open_folder(const std::string& folder) {
     return run_command("xdg-open \"" + inside_double_quotes(folder) + "\"");
 }
 
-// Percent-encodes only what dbus-send cannot carry: commas, at which it splits an array, and bytes that are
-// not UTF-8, which it rejects. The file manager decodes them.
+// Percent-encodes what dbus-send cannot carry: commas, at which it splits an array, and all of a path that
+// is not ASCII if some of it is not UTF-8, which it rejects. The file manager decodes them.
 std::string path_for_dbus_send(const std::string& path) {
     std::string kept(127, ' ');
     std::iota(kept.begin(), kept.end(), '\1');

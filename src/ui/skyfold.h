@@ -65,12 +65,12 @@ class Skyfold : public Gtk::Window {
     // ui/file_list.cpp
     /// Lists the entries of `path`, folders first, in byte order. Called once; the rows stay with the window.
     void populate_file_list(const std::string& path);
-    /// Loads the status cache on a worker and then refreshes every row.
+    /// Refreshes every row, after a worker has loaded the status cache if that is needed.
     void update_file_statuses_async();
 
     // ui/status_cache.cpp
     /// Asks the client for all statuses and publishes them as the cache, unless a refresh newer than
-    /// `refresh` (see `status_generation`) has begun. Runs the client twice and blocks; for worker threads.
+    /// `refresh` (see `status_generation`) has begun. Runs the client and blocks; for worker threads.
     static void load_sync_status_cache(unsigned refresh);
     /// The status word for a path relative to the sync folder.
     [[nodiscard]] std::string get_file_sync_status(const std::string& relative_path) const;
