@@ -6,7 +6,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # BUILD_DIR names another build folder (a relative one lies in the project), MESON_ARGS holds options for meson.
 build_dir=${BUILD_DIR:-build}
-[ "${build_dir#/}" != "$build_dir" ] || build_dir=$root/$build_dir
+if [[ $build_dir != /* ]]; then build_dir=$root/$build_dir; fi
 
 # The system's own tools: a Python or a pkg-config of a version manager does not know the system's libraries.
 # shellcheck disable=SC2034  # used by the scripts that source this file
@@ -34,9 +34,9 @@ need_packages() {
   fi
   missing=$(comm -23 <(printf '%s\n' "$@" | sort -u) <(dpkg-query -W -f '${db:Status-Status} ${Package}\n' |
     sed -n 's/^installed //p' | sort -u) | paste -sd ' ')
-  [ -n "$missing" ] || return 0
-  [ "$(id -u)" = 0 ] || as_root=(sudo)
-  say "installing $missing"
+  if [ -z "$missing" ]; then return; fi
+  if [ "$(id -u)" != 0 ]; then as_root=(sudo); fi
+  say "installing $missing (a few minutes; longer while something else is being installed)"
   # What apt says at length matters only where it fails, and then its last complaint.
   # shellcheck disable=SC2086
   said=$("${as_root[@]}" sh -c 'export DEBIAN_FRONTEND=noninteractive; apt-get -qq update
