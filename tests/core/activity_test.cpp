@@ -1,87 +1,134 @@
 // SPDX-License-Identifier: MIT
+// What the client prints in monitor mode, and what it asks for at its end.
 #include "sync/activity.h"
 
 #include "sync/sync_end.h"
-#include "test_files.h"
+#include "table.h"
 
 #include <algorithm>
 #include <ctime>
-#include <gtest/gtest.h>
-#include <vector>
 
 namespace {
-class ActivityTest : public testing::Test, protected ActivityView {
-  protected:
-    void set_status_line(const std::string& text) override { status_line = text; }
+class Window : public ActivityView {
+  public:
+    void set_status_line(const std::string& text) override { say("line: ", text); }
     void set_entry_status(std::string_view name, std::string_view status) override {
-        history.push_back(std::string(name).append(" ").append(status));
+        rows.append(name).append(" ").append(status).append("\n");
+        say("row ", std::string(name).append(": ").append(status));
     }
-    void set_all_synced() override { history.emplace_back("all"); }
-    void read(std::string_view chunk) { read_activity(chunk, activity); }
+    void set_all_synced() override {
+        rows += "all\n";
+        say("all rows: ", "Synced");
+    }
 
-    StatusMap live;
-    std::string status_line, buffer, sync_dir = "/home/user/OneDrive";
-    std::vector<std::string> history;
+    /// What the window is told because of this chunk, and the live states when they have changed.
+    std::string read(std::string_view chunk) {
+        said.clear();
+        const auto before = live;
+        Activity activity{sync_dir, buffer, scan, live, *this};
+        read_activity(chunk, activity);
+        if (live != before) {
+            std::string states;
+            for (const auto& [name, status] : live)
+                states.append(states.empty() ? "" : ", ").append(name).append(" ").append(status);
+            say("live: ", states);
+        }
+        return said.empty() ? "(nothing)" : said;
+    }
+
+    std::string sync_dir = "/home/user/OneDrive", rows;
+    std::string buffer;
     PhraseScan scan;
-    Activity activity{sync_dir, buffer, scan, live, *this};
+
+  private:
+    void say(const char* what, std::string_view value) {
+        said.append(what).append(shown(value)).append("\n");
+    }
+
+    std::string said;
+    StatusMap live;
 };
 
-TEST(TransferPath, CutsAtTheEndTheFolderAndTheLeadingDot) {
-    for (const auto& [line, path] : std::vector<std::pair<const char*, const char*>>{
-             {"Downloading file: ./readme.txt ... done", "readme.txt"},
-             {"10:02 Downloading file: a ... b ... done", "a"},
-             {"Downloading file: /s2/x", "2/x"},
-             {"Downloading file: ./", "(none)"},
-             {"Downloading file: \t ", "(none)"}})
-        EXPECT_EQ(transfer_path(line, "Downloading file:", "/s").value_or("(none)"), path) << line;
-    EXPECT_EQ(shown_path(std::string(4, 'a') + std::string(57, 'x')), "..." + std::string(57, 'x'));
+// Each line with what it does below it.
+std::string play_recording(const std::string& recording) {
+    Window window;
+    std::string played;
+    for_each_line(recording, [&](std::string_view line) {
+        played.append("| ").append(shown(line)).append("\n");
+        const auto said = window.read(std::string(line) + "\n");
+        for_each_line(said == "(nothing)" ? "" : said,
+                      [&](std::string_view call) { played.append("    ").append(call).append("\n"); });
+    });
+    return played;
 }
 
-TEST_F(ActivityTest, TransfersMoveRowsAndLiveStates) {
-    read("Uploading new file: Documents/x/report.odt ...\n");
-    EXPECT_EQ(status_line, "Sync: Uploading \xE2\x80\x94 Documents/x/report.odt");
-    EXPECT_EQ(live, (StatusMap{{"Documents", "Uploading"}}));
-    read("Downloading file: /home/user/OneDrive/a/b.txt ... done\r\n\r\n");
-    EXPECT_EQ(history, (std::vector<std::string>{"Documents Uploading", "a Downloading", "a Synced"}));
-    EXPECT_EQ(status_line, "Sync: Downloading \xE2\x80\x94 a/b.txt");
-    EXPECT_FALSE(live.contains("a"));
-    history.clear();
-    for (const std::string phrase :
-         {"Sync with Microsoft OneDrive is complete", "No new or changed items",
-          "Number of items to download: 0", "No changes or items that can be applied"})
-        read("\nUploading: x\nProcessing\n" + phrase + " now\n");
-    EXPECT_EQ(std::ranges::count(history, "all"), 4);
-    EXPECT_TRUE(live.empty() && status_line == "Sync: Sync complete") << status_line;
-    read(recorded("d-monitor-slow.txt"));
-    EXPECT_EQ(std::ranges::count(history, "Documents Synced"), 3);
+TEST(Activity, OfEachText) {
+    Window window;
+    expect_table("activity.txt",
+                 {{"folder",
+                   [&](const Arguments& given) {
+                       window = {};
+                       window.sync_dir = given.at(0);
+                       return "";
+                   }},
+                  {"chunk", [&](const Arguments& given) { return window.read(given.at(0)); }}});
+}
+
+TEST(Activity, OfRecordedOutput) {
+    expect_table("activity-recorded.txt",
+                 {{"play", [](const Arguments& given) { return play_recording(given.at(0)); }}});
+}
+
+// The status line may depend on the cuts, the rows may not.
+TEST(Activity, OfRowsIsTheSameHoweverTheOutputIsCut) {
+    const auto recording = recorded("d-monitor-live.txt") + recorded("d-monitor-slow.txt");
+    Window whole;
+    whole.read(recording);
+    for (const std::size_t size : {1, 2, 3, 5, 7, 61, 1000}) {
+        Window cut;
+        for (std::string_view rest = recording; !rest.empty();
+             rest.remove_prefix(std::min(size, rest.size())))
+            cut.read(rest.substr(0, size));
+        EXPECT_EQ(cut.rows, whole.rows) << "cut after every " << size << " bytes";
+    }
 }
 
 // In processor time; a quadratic reader needs 64 times as much for 8 times the chunks.
-TEST_F(ActivityTest, LineWithoutEndCostsEachChunkTheSame) {
-    const auto cost = [this](int chunks) {
-        buffer.clear();
-        scan = {};
+TEST(Activity, OfLineWithoutEndCostsEachChunkTheSame) {
+    const auto cost = [](int chunks) {
+        Window window;
         const auto start = std::clock();
         for (; chunks > 0; --chunks)
-            read(std::string(4096, 'x'));
+            window.read(std::string(4096, 'x'));
         return std::clock() - start;
     };
     const auto few = std::min({cost(250), cost(250), cost(250)});
     EXPECT_LT(std::min({cost(2000), cost(2000), cost(2000)}), 25 * few);
 }
 
-TEST(SyncEnd, PhrasesDecideInTheirOrder) {
-    const auto resync = recorded("e-resync-monitor.txt");
-    const auto refused = recorded("f-token-monitor.txt");
-    for (const auto& [client, end] : std::vector<std::pair<EndedClient, SyncEnd>>{
-             {{false, false, 126, resync}, SyncEnd::resync},
-             {{false, false, 0, "--resync needed AADSTS1"}, SyncEnd::resync},
-             {{false, true, 0, "--resync needed AADSTS1"}, SyncEnd::reauth},
-             {{false, false, 1, refused}, SyncEnd::reauth},
-             {{false, false, -1, "you need to re-authorise"}, SyncEnd::reauth},
-             {{false, false, -1, ""}, SyncEnd::failed},
-             {{false, false, 0, "--Resync needed"}, SyncEnd::clean},
-             {{true, false, 1, resync}, SyncEnd::stopped}})
-        EXPECT_EQ(judge_sync_end(client), end) << client.output;
+std::string end_named(const EndedClient& client) {
+    switch (judge_sync_end(client)) {
+    case SyncEnd::stopped:
+        return "stopped";
+    case SyncEnd::resync:
+        return "resync";
+    case SyncEnd::reauth:
+        return "new sign-in";
+    case SyncEnd::failed:
+        return "failed";
+    default:
+        return "clean";
+    }
+}
+
+TEST(SyncEnd, OfEachOutput) {
+    const auto ended = [](bool stopped, bool resync) {
+        return [=](const Arguments& given) {
+            return end_named({stopped, resync, std::stoi(given.at(0)), given.at(1)});
+        };
+    };
+    expect_table("activity-end.txt", {{"ended", ended(false, false)},
+                                      {"ended-resync", ended(false, true)},
+                                      {"stopped", ended(true, false)}});
 }
 } // namespace

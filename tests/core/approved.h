@@ -22,6 +22,7 @@ inline void expect_approved(const std::string& name, const std::string& text) {
     const auto diff = run_shell_command("diff -uaN --label 'approved: " + name + "' --label 'now' '" +
                                         approved + "' '" + received + "'");
     ADD_FAILURE() << "tests/approved/" << name << " differs:\n" << (diff ? diff->output : "(no diff)");
-    if (std::getenv("APPROVE") != nullptr)
+    if (std::getenv("APPROVE") != nullptr) {
         EXPECT_TRUE(replace_file(approved, text)) << approved;
+    }
 }
