@@ -1,94 +1,163 @@
 // SPDX-License-Identifier: MIT
-// The client: where it is, what it says and how it is configured. The corpus of the fuzzer tries any text.
+// The client: where it is, what it says and how it is configured, and what guards a sign-in or a shell.
 #include "auth/authorise_address.h"
 #include "auth/pkce.h"
 #include "auth/token_reply.h"
 #include "process/client_locator.h"
 #include "process/shell_command.h"
-#include "test_files.h"
+#include "table.h"
+#include "ui/display_text.h"
 #include "ui/skip_dir.h"
 #include "ui/status_dump.h"
 
-#include <gtest/gtest.h>
 #include <set>
-#include <utility>
-#include <vector>
 
 namespace {
-TEST(ClientLocator, TheTwoOrdersDiffer) {
-    const auto here = fs::current_path().string();
-    const std::string usr = "/usr/bin/onedrive";
-    const std::string local = "/usr/local/bin/onedrive";
-    for (const auto& [executables, found] : std::vector<std::pair<std::set<std::string>, std::string>>{
-             {{"./onedrive-cli", usr}, here + "/onedrive-cli, " + usr},
-             {{usr, local + "-cli"}, local + "-cli, " + local + "-cli"},
-             {{"../onedrive-cli", local}, local + ", " + local},
-             {{"../onedrive-cli"}, "../onedrive-cli, onedrive-cli"},
-             {{}, "onedrive-cli, onedrive-cli"}}) {
-        const auto qualifies = [&all = executables](const char* path) { return all.contains(path); };
-        EXPECT_EQ(find_client_for_children(qualifies) + ", " + get_onedrive_path_local(qualifies), found);
-    }
-}
-
-TEST(ShellCommand, ReturnsAllOutputWhateverTheExitStatus) {
-    const auto end = run_shell_command("printf 'a\\0b\\n'; printf x >&2; exit 3");
-    EXPECT_TRUE(end->output == std::string("a\0b\n", 4) && !end->killed);
-    EXPECT_EQ(run_shell_command("head -c 100000 /dev/zero")->output.size(), 100000U);
-    EXPECT_TRUE(run_shell_command("kill -9 $$")->killed);
-    EXPECT_TRUE(run_shell_command("sh -c 'echo a; kill -9 $$'; exit $?")->killed);
-}
-
-TEST(ClientOutput, RealOneIsUnderstood) {
-    std::size_t searched = 0;
-    const auto real = find_authorise_address(recorded("a-quota-signin.txt"), searched);
-    EXPECT_EQ(extract_url_param(real.value_or(""), "client_id"), "d50ca740-c83f-4d1b-b616-12c519384f0c");
-    EXPECT_TRUE(asks_for_reauth_at_login(recorded("f-token-AADSTS700082.txt")));
-    EXPECT_FALSE(asks_for_reauth_at_login("AADSTS65004: --reauth"));
-}
-
-// The example is that of RFC 7636, appendix B.
-TEST(TokenExchange, ChallengeFollowsFromTheVerifierAndTheTokenIsCut) {
-    EXPECT_EQ(compute_pkce_challenge("dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk"),
-              "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM");
-    EXPECT_TRUE(generate_pkce_verifier().size() == 43 &&
-                generate_pkce_verifier() != generate_pkce_verifier());
-    EXPECT_EQ(cut_refresh_token(R"({"id":"y","refresh_token" : "M.C1!x\"b"})"), "M.C1!x\\");
-    EXPECT_EQ(cut_refresh_token(R"({"refresh_token":"cut)"), "");
-}
-
 using Lines = std::vector<std::string>;
 
-TEST(StatusDump, FirstPhraseDecidesAndOtherLinesAreIgnored) {
-    std::string entries;
-    for (const auto& [path, status] :
-         read_status_dump("File Status: synced\nDocuments/report.pdf: synced\n \ta.txt \t: sync pending\r\n"
-                          "b: downloading, then uploading\nc: remote\nd: online-only\n"
-                          "no colon synced\ne: Synced\n: synced\n\n10:30 is synced"))
-        entries += path + " " + status + ", ";
-    EXPECT_EQ(
-        entries,
-        "Documents/report.pdf Synced, a.txt Pending, b Uploading, c Online-only, d Online-only, 10 Synced, ");
+std::string shown_lines(const Lines& lines) {
+    std::string text;
+    for (const auto& line : lines)
+        text.append(shown(line)).append("\n");
+    return lines.empty() ? "(none)" : text;
 }
 
-TEST(ConfigDump, EntriesAreSeparatedByCommasOnly) {
-    EXPECT_EQ(read_skipped_directories("skip_dir = \"Private\", \"Temp\"\n# skip_dir = \"Old\"\n"
-                                       "x # skip_dir = 1\nskip_dir\nskip_dir = \"A|B\" trailing,  bare ,,\"\n"
-                                       "sync_dir = \"x\""),
-              (Lines{"Private", "Temp", "A|B", "bare", "\""}));
-    // The real client prints the value bare, and a longer option name is read as well.
-    EXPECT_EQ(read_skipped_directories(recorded("g-config-none.txt")), (Lines{"false"}));
-    EXPECT_EQ(read_skipped_directories(recorded("g-config-comma.txt")),
-              (Lines{"Private\"", "\"Temp", "false"}));
+Lines lines_of(std::string_view text) {
+    Lines lines;
+    for_each_line(text, [&](std::string_view line) { lines.emplace_back(line); });
+    return lines;
 }
 
-TEST(SkipDir, EditsOneLineAndNoOther) {
-    const std::string key = "skip_dir";
-    Lines lines = {"\t# skip_dir = \"X\"", R"( skip_dir="A", b, "B", "A" # c)", "a = 1\r", "skip_dir = z"};
-    const auto before = std::exchange(lines[1], R"(skip_dir = "A", "B", "A", "X")");
-    EXPECT_EQ(edit_list({lines[0], before, lines[2], lines[3]}, key, "X", true), lines);
-    lines[1] = R"(skip_dir = "B")";
-    EXPECT_EQ(edit_list({lines[0], before, lines[2], lines[3]}, key, "A", false), lines);
-    EXPECT_THROW(edit_list(lines, key, "A\"\nsync_dir = \"/", true), std::invalid_argument);
-    EXPECT_EQ(edit_list({"", R"(skip_dir_strict_match = "f")"}, key, "f", false), Lines{""});
+// What was found after each chunk.
+std::string find_address(const Arguments& chunks) {
+    std::string output, found;
+    std::size_t searched = 0;
+    for (const auto& chunk : chunks)
+        found += shown(find_authorise_address(output += chunk, searched).value_or("(none yet)")) + "\n";
+    return found;
+}
+
+// With the challenge, which is another one each time, replaced by a word.
+std::string add_challenge(const Arguments& given) {
+    auto address = given.at(0);
+    const auto sign_in = add_pkce_challenge(address);
+    if (!sign_in)
+        return "no verifier\n" + shown(address);
+    const auto challenge = compute_pkce_challenge(sign_in->verifier);
+    const auto at = address.find(challenge);
+    if (at != std::string::npos)
+        address.replace(at, challenge.size(), "CHALLENGE");
+    return shown_lines({address, "client_id=" + sign_in->client_id, "redirect_uri=" + sign_in->redirect_uri});
+}
+
+TEST(SignIn, OfEachText) {
+    expect_table(
+        "auth.txt",
+        {{"find", find_address},
+         {"challenge", add_challenge},
+         {"s256", [](const Arguments& given) { return shown(compute_pkce_challenge(given.at(0))); }},
+         {"param", [](const Arguments& given) { return shown(extract_url_param(given.at(1), given.at(0))); }},
+         {"redirect", [](const Arguments& given) { return yes_or_no(is_sign_in_redirect(given.at(0))); }},
+         {"reauth", [](const Arguments& given) { return yes_or_no(asks_for_reauth_at_login(given.at(0))); }},
+         {"token", [](const Arguments& given) { return shown(cut_refresh_token(given.at(0))); }},
+         {"request", [](const Arguments& given) {
+              return shown(token_request_body({given.at(0), given.at(1), given.at(2)}, given.at(3)));
+          }}});
+}
+
+TEST(SignIn, VerifiersAreFreshAndOfTheAlphabet) {
+    std::set<std::string> verifiers;
+    std::string all;
+    for (int count = 0; count < 50; ++count) {
+        const auto verifier = generate_pkce_verifier();
+        verifiers.insert(verifier);
+        all += verifier;
+    }
+    EXPECT_EQ(verifiers.size(), 50U);
+    for (const auto& verifier : verifiers)
+        EXPECT_EQ(verifier.size(), 43U) << verifier;
+    const std::set<char> used(all.begin(), all.end());
+    EXPECT_EQ(std::string(used.begin(), used.end()),
+              "-0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz");
+}
+
+std::string statuses(const Arguments& given) {
+    Lines lines;
+    for (const auto& [path, status] : read_status_dump(given.at(0)))
+        lines.push_back(path + ": " + status);
+    return shown_lines(lines);
+}
+
+auto edit(bool add) {
+    return [add](const Arguments& given) {
+        const auto edited = edit_list(lines_of(given.at(1)), "skip_dir", given.at(0), add);
+        return edited ? shown_lines(*edited) : "(no change)";
+    };
+}
+
+TEST(Dumps, AndTheListOfSkippedFolders) {
+    StatusMap live, cache;
+    bool loaded = false;
+    const auto remember = [](StatusMap& map, bool* is_there) {
+        return [&map, is_there](const Arguments& given) {
+            map[given.at(0)] = given.at(1);
+            *is_there = true;
+            return "";
+        };
+    };
+    const auto look_up = [&](bool exists, bool running) {
+        return [&, exists, running](const Arguments& given) {
+            return look_up_status(given.at(0), {live, loaded ? &cache : nullptr, exists, running});
+        };
+    };
+    bool any = false;
+    expect_table("dumps.txt",
+                 {{"statuses", statuses},
+                  {"skipped",
+                   [](const Arguments& given) { return shown_lines(read_skipped_directories(given.at(0))); }},
+                  {"live", remember(live, &any)},
+                  {"cached", remember(cache, &loaded)},
+                  {"look-up", look_up(true, false)},
+                  {"look-up-running", look_up(true, true)},
+                  {"look-up-gone", look_up(false, false)},
+                  {"look-up-gone-running", look_up(false, true)},
+                  {"add", edit(true)},
+                  {"remove", edit(false)}});
+}
+
+// Which client runs as a child, and which one answers a query.
+std::string locate(const Arguments& given) {
+    std::set<std::string> executables;
+    for_each_piece(given.at(0), ' ', [&](std::string_view path) { executables.emplace(path); });
+    const auto qualifies = [&](const char* path) { return executables.contains(path); };
+    auto child = find_client_for_children(qualifies);
+    const auto here = fs::current_path().string() + "/";
+    if (child.starts_with(here))
+        child.replace(0, here.size(), "(current folder)/");
+    return child + ", " + get_onedrive_path_local(qualifies);
+}
+
+// Between double quotes in a command, and what the shell makes of it.
+std::string quote(const Arguments& given) {
+    const auto quoted = inside_double_quotes(given.at(0));
+    const auto read_back = run_shell_command("printf '%s' \"" + quoted + "\"");
+    return shown(quoted) + (read_back->output == given.at(0) ? "" : "\nbut " + shown(read_back->output));
+}
+
+std::string run(const Arguments& given) {
+    const auto end = run_shell_command(given.at(0));
+    return shown(end->output) + (end->killed ? "\nkilled" : "");
+}
+
+TEST(Commands, OfTheShell) {
+    expect_table(
+        "commands.txt",
+        {{"locate", locate},
+         {"quote", quote},
+         {"run", run},
+         {"exec", [](const Arguments& given) { return shown(exec(given.at(0).c_str())); }},
+         {"display", [](const Arguments& given) { return shown(display_text(given.at(0)).raw()); }}});
+    EXPECT_EQ(exec("head -c 100000 /dev/zero").size(), 100000U);
+    EXPECT_EQ(display_text(std::string_view("a\0b", 3)), "a\uFFFDb");
 }
 } // namespace
