@@ -1,113 +1,102 @@
 // SPDX-License-Identifier: MIT
+// Files that are written: settings, the entry for the login, the client's. And what is printed about them.
 #include "app/autostart_entry.h"
 #include "app/config_manager.h"
-#include "base/text.h"
 #include "process/client_files.h"
-#include "test_files.h"
+#include "process/client_locator.h"
+#include "process/client_processes.h"
+#include "table.h"
 
-#include <algorithm>
 #include <csignal>
-#include <gtest/gtest.h>
+#include <optional>
+#include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
-constexpr const char* settings_file = ".config/skyfold/config";
-
-TEST(Settings, NewFileGetsTheTwoDefaultsAndEachInstanceWritesItsOwnCopy) {
-    const TestHome home;
-    fs::remove(home.file(".config/skyfold")); // it makes the last folder itself
-    ConfigManager ours;
-    EXPECT_TRUE(ours.get("sync_dir").empty() && !ours.key_exists("sync_dir"));
-    EXPECT_EQ(home.read(settings_file), "autostart=true\nsync_enabled=true\n");
-    ConfigManager().set("notifications", "true");
-    ours.set("sync_dir", "/x=y\r");
-    ours.set("sync_enabled", "");
-    EXPECT_EQ(ConfigManager().get("sync_dir"), "/x=y\r");
-    EXPECT_EQ(home.read(settings_file), "autostart=true\nsync_dir=/x=y\r\nsync_enabled=\n");
+// Each path with its mode and, line by line, what is in it.
+std::string look_at(const fs::path& home) {
+    static const std::regex line_end("\\\\n(?!$)");
+    std::string all;
+    for (const auto& path : std::set<fs::path>(fs::recursive_directory_iterator(home), {})) {
+        const auto status = fs::symlink_status(path);
+        g_autofree char* mode = g_strdup_printf(" %04o", static_cast<unsigned>(status.permissions()));
+        all +=
+            path.string() + (fs::is_symlink(status) ? " -> " + fs::read_symlink(path).string() : mode) + "\n";
+        if (fs::is_regular_file(status))
+            all += "    " + std::regex_replace(shown(read_file(path).value_or("")), line_end, "\\n\n    ") +
+                   "\n";
+    }
+    return all;
 }
 
-// No file grows beyond it: a disk that is full in the middle of one.
-void limit_files(rlim_t bytes) {
+// What an act answers and prints, and all that is below the home folder where it has changed something there.
+std::string watch(const fs::path& home, const std::function<std::string()>& act) {
+    const auto before = look_at(home);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    auto told = act() + "\n";
+    told += testing::internal::GetCapturedStdout();
+    told += std::regex_replace(testing::internal::GetCapturedStderr(), std::regex(".+\n"), "stderr: $&");
+    const auto now = look_at(home);
+    told += now == before ? "" : now;
+    told =
+        std::regex_replace(told, std::regex("(Failed to|Error reading) .*"), "$1 ..."); // of GLib's release
+    told = std::regex_replace(told, std::regex(home.string()), "~");
+    return told.starts_with('\n') ? told.substr(1) : told;
+}
+
+bool replace_on_full_disk(const std::string& path, std::string& error) {
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    limit.rlim_cur = std::min(bytes, limit.rlim_max);
-    setrlimit(RLIMIT_FSIZE, &limit);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit longest{4096, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &longest);
+    const bool replaced = replace_file(path, std::string(5000, 'x'), error);
+    setrlimit(RLIMIT_FSIZE, &before);
+    return replaced;
 }
 
-TEST(Files, AreReplacedWholeOrLeftAsTheyAre) {
+TEST(Files, AfterEachAct) {
     const TestHome home;
-    const std::string large(5'000'000, 'x');
+    setenv("PATH", home.file("bin").c_str(), 1); // nothing else is killed or asked
+    std::optional<ConfigManager> store;
     std::string error;
-    home.write("kept/file", "old");
-    fs::permissions(home.file("kept/file"), fs::perms(0646)); // the process's mask must not narrow it
-    fs::create_symlink("kept/file", home.file("link"));
-    fs::create_hard_link(home.file("kept/file"), home.file("second name"));
-    limit_files(4096);
-    EXPECT_FALSE(replace_file(home.file("link"), large, error));
-    limit_files(RLIM_INFINITY);
-    EXPECT_TRUE(!error.empty() && home.read("link") == "old");
-    EXPECT_EQ(std::distance(fs::directory_iterator(home.file("kept")), {}), 1) << "something is left over";
-    EXPECT_TRUE(replace_file(home.file("link"), large, error)) << error;
-    EXPECT_TRUE(fs::is_symlink(home.file("link")));
-    EXPECT_TRUE(home.read("kept/file") == large);
-    EXPECT_EQ(fs::status(home.file("kept/file")).permissions(), fs::perms(0646));
-    EXPECT_EQ(home.read("second name"), "old");
-    fs::create_symlink("kept/new", home.file("dangling"));
-    EXPECT_TRUE(replace_file(home.file("dangling"), std::string("a\0\r\n", 4), error)) << error;
-    EXPECT_EQ(home.read("kept/new"), std::string("a\0\r\n", 4));
-    EXPECT_TRUE(!read_file(home.file("nothing"), error) && error.empty());
-}
-
-TEST(Files, WhatIsNoFileIsNeitherReadNorReplaced) {
-    const TestHome home;
-    mkfifo(home.file("fifo").c_str(), 0666);
-    fs::create_directory(home.file("folder"));
-    fs::create_symlink("loop", home.file("loop"));
-    fs::create_symlink("/dev/zero", home.file("device"));
+    Rules rules;
+    rules["given"] = [&](Given a) {
+        return exec(("PATH=/usr/bin:/bin; cd \"$HOME\" && { " + a.at(0) + "\n} 2>&1").c_str());
+    };
+    rules["mask"] = [](Given a) { return umask(static_cast<mode_t>(std::stoi(a.at(0), nullptr, 8))), ""; };
+    const auto rule = [&](const std::string& name, const std::function<std::string(Given)>& act) {
+        rules[name] = [&home, act](Given a) { return watch(home.path, [&] { return act(a); }); };
+    };
+    const auto yes = [&](bool holds) { return (holds ? "yes" : "no, ") + error; };
+    rule("read",
+         [&](Given a) { return shown(read_file(home.file(a.at(0)), error).value_or("nothing, " + error)); });
+    rule("replace", [&](Given a) { return yes(replace_file(home.file(a.at(0)), a.at(1), error)); });
+    rule("replace-on-full-disk",
+         [&](Given a) { return yes(replace_on_full_disk(home.file(a.at(0)), error)); });
+    rule("expand", [](Given a) { return expand_path(a.at(0).c_str()).value_or("nothing"); });
+    rule("settings", [&](Given) { return store.emplace(), ""; });
+    rule("load", [&](Given) { return store->load(), ""; });
+    rule("set", [&](Given a) { return store->set(a.at(0), a.at(1)), ""; });
+    rule("set-elsewhere", [](Given a) { return ConfigManager().set(a.at(0), a.at(1)), ""; });
+    rule("get", [&](Given a) {
+        return shown(store->get(a.at(0))) + (store->key_exists(a.at(0)) ? "" : ", no key");
+    });
+    rule("autostart", [](Given a) { return write_autostart_entry(a.at(0) == "on"), ""; });
+    rule("save-token", [](Given a) { return save_client_token(a.at(0)) ? "yes" : "no"; });
+    rule("has-token", [](Given) { return is_client_token_present() ? "yes" : "no"; });
+    rule("client-write", [](Given a) { return write_client_file(a.at(0), a.at(1)) ? "yes" : "no"; });
+    rule("client-remove", [](Given a) { return remove_client_file(a.at(0)), ""; });
+    rule("client-file", [](Given a) { return client_file(a.at(0)).value_or("nothing"); });
+    rule("executable", [&](Given a) { return is_executable(home.file(a.at(0)).c_str()) ? "yes" : "no"; });
+    rule("query", [](Given a) { return shown(query_client(a.at(0)).output); });
+    rule("kill", [](Given) { return kill_clients(), ""; });
+    expect_table("files.txt", rules);
+    // No protection counts for the superuser.
     home.write("protected", "old");
     fs::permissions(home.file("protected"), fs::perms::owner_read);
-    for (const char* name : {"fifo", "folder", "loop", "device"}) {
-        std::string error;
-        EXPECT_FALSE(read_file(home.file(name), error) || error.empty()) << name;
-        EXPECT_FALSE(replace_file(home.file(name), "new", error) || error.empty()) << name;
-    }
-    EXPECT_TRUE(fs::is_fifo(home.file("fifo")) && fs::is_symlink(home.file("device")));
-    fs::create_directory(home.file(".config/onedrive/refresh_token"));
-    EXPECT_FALSE(save_client_token("x"));
-    // No protection counts for the superuser.
     EXPECT_EQ(replace_file(home.file("protected"), "new"), geteuid() == 0);
-}
-
-// Its first read fails, though it can be opened and calls itself a regular file.
-TEST(Settings, FileThatCannotBeReadIsReportedAndNotWritten) {
-    const TestHome home;
-    fs::create_symlink("/proc/self/mem", home.file(settings_file));
-    testing::internal::CaptureStderr();
-    ConfigManager config;
-    EXPECT_EQ(config.get("autostart"), "true");
-    fs::remove(home.file(settings_file));
-    config.set("sync_dir", "/x");
-    EXPECT_FALSE(fs::exists(home.file(settings_file)));
-    fs::remove(home.file(".config/skyfold"));
-    fs::create_symlink("no/such/folder", home.file(".config/skyfold"));
-    EXPECT_EQ(ConfigManager().get("autostart"), "true");
-    const auto printed = testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(printed.starts_with("Error: Could not read config file: ")) << printed;
-    EXPECT_TRUE(
-        printed.ends_with("Could not open config file for writing: " + home.file(settings_file) + "\n"));
-}
-
-TEST(Autostart, EntryStartsTheProgramHiddenAndIsRemoved) {
-    const TestHome home;
-    const std::string entry = ".config/autostart/skyfold.desktop";
-    fs::create_directories(home.file(".config/autostart"));
-    write_autostart_entry(true);
-    const auto text = home.read(entry);
-    EXPECT_TRUE(contains(text, "\nExec=" + home.file("dev/skyfold/skyfold/build/skyfold --daemon\n")))
-        << text;
-    write_autostart_entry(false);
-    EXPECT_FALSE(fs::exists(home.file(entry)));
 }
 } // namespace
