@@ -65,13 +65,6 @@ TEST(SignIn, VerifiersAreFreshAndOfTheAlphabet) {
               "-0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz");
 }
 
-std::string statuses(Given dump) {
-    Lines lines;
-    for (const auto& [path, status] : read_status_dump(dump.at(0)))
-        lines.push_back(path + ": " + status);
-    return shown_lines(lines);
-}
-
 std::string edit(Given given, bool add) {
     Lines lines;
     for_each_line(given.at(1), [&](std::string_view line) { lines.emplace_back(line); });
@@ -81,15 +74,20 @@ std::string edit(Given given, bool add) {
 
 TEST(Dumps, AndTheListOfSkippedFolders) {
     StatusMap live, cache;
-    Rules rules{{"statuses", statuses}};
+    Rules rules;
+    rules["statuses"] = [](Given dump) {
+        Lines lines;
+        for (const auto& [path, status] : read_status_dump(dump.at(0)))
+            lines.push_back(path + ": " + status);
+        return shown_lines(lines);
+    };
     rules["skipped"] = [](Given dump) { return shown_lines(read_skipped_directories(dump.at(0))); };
     rules["live"] = [&](Given entry) { return live[entry.at(0)] = entry.at(1), ""; };
     rules["cached"] = [&](Given entry) { return cache[entry.at(0)] = entry.at(1), ""; };
     rules["look-up"] = [&](Given a) {
-        const auto facts = a.size() > 1 ? a[1] : "";
         const StatusMap* loaded = cache.empty() ? nullptr : &cache;
-        return look_up_status(a.at(0),
-                              {live, loaded, contains(facts, "on disk"), contains(facts, "running")});
+        const bool exists = contains(a.at(1), "on disk"), running = contains(a.at(1), "running");
+        return look_up_status(a.at(0), {live, loaded, exists, running});
     };
     rules["add"] = [](Given given) { return edit(given, true); };
     rules["remove"] = [](Given given) { return edit(given, false); };
@@ -98,9 +96,8 @@ TEST(Dumps, AndTheListOfSkippedFolders) {
 
 // Which client runs as a child, and which one answers a query.
 std::string locate(Given a) {
-    const auto qualifies = [&](const std::string& path) {
-        return contains(" " + a.at(0) + " ", " " + path + " ");
-    };
+    const auto all = " " + a.at(0) + " ";
+    const auto qualifies = [&](const std::string& path) { return contains(all, " " + path + " "); };
     auto child = find_client_for_children(qualifies);
     if (const auto here = fs::current_path().string(); child.starts_with(here))
         child.replace(0, here.size(), "(current folder)");
@@ -110,8 +107,7 @@ std::string locate(Given a) {
 // As it stands between double quotes in a command, and what the shell makes of that.
 std::string quote(Given name) {
     const auto quoted = inside_double_quotes(name.at(0));
-    const auto read_back = exec(("printf '%s' \"" + quoted + "\"").c_str());
-    return shown(quoted) + (read_back == name.at(0) ? "" : "\nbut " + shown(read_back));
+    return shown(quoted) + "\n" + shown(exec(("printf '%s' \"" + quoted + "\"").c_str()));
 }
 
 std::string run(Given command) {

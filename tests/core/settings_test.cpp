@@ -2,6 +2,7 @@
 // Files that are written: settings, the entry for the login, the client's. And what is printed about them.
 #include "app/autostart_entry.h"
 #include "app/config_manager.h"
+#include "base/print.h"
 #include "process/client_files.h"
 #include "process/client_locator.h"
 #include "process/client_processes.h"
@@ -46,14 +47,16 @@ std::string watch(const fs::path& home, const std::function<std::string()>& act)
     return told.starts_with('\n') ? told.substr(1) : told;
 }
 
-bool replace_on_full_disk(const std::string& path, std::string& error) {
+// No file grows beyond 4,096 bytes, as on a disk that is full.
+bool overfill(const std::string& path, std::string& error) {
     std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit longest{4096, before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &longest);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const auto before = std::exchange(limit.rlim_cur, 4096);
+    setrlimit(RLIMIT_FSIZE, &limit);
     const bool replaced = replace_file(path, std::string(5000, 'x'), error);
-    setrlimit(RLIMIT_FSIZE, &before);
+    limit.rlim_cur = before;
+    setrlimit(RLIMIT_FSIZE, &limit);
     return replaced;
 }
 
@@ -74,8 +77,7 @@ TEST(Files, AfterEachAct) {
     rule("read",
          [&](Given a) { return shown(read_file(home.file(a.at(0)), error).value_or("nothing, " + error)); });
     rule("replace", [&](Given a) { return yes(replace_file(home.file(a.at(0)), a.at(1), error)); });
-    rule("replace-on-full-disk",
-         [&](Given a) { return yes(replace_on_full_disk(home.file(a.at(0)), error)); });
+    rule("overfill", [&](Given a) { return yes(overfill(home.file(a.at(0)), error)); });
     rule("expand", [](Given a) { return expand_path(a.at(0).c_str()).value_or("nothing"); });
     rule("settings", [&](Given) { return store.emplace(), ""; });
     rule("load", [&](Given) { return store->load(), ""; });
@@ -91,6 +93,7 @@ TEST(Files, AfterEachAct) {
     rule("client-remove", [](Given a) { return remove_client_file(a.at(0)), ""; });
     rule("client-file", [](Given a) { return client_file(a.at(0)).value_or("nothing"); });
     rule("executable", [&](Given a) { return is_executable(home.file(a.at(0)).c_str()) ? "yes" : "no"; });
+    rule("print", [](Given a) { return print_line(a.at(0)), print_error(a.at(0)), ""; });
     rule("query", [](Given a) { return shown(query_client(a.at(0)).output); });
     rule("kill", [](Given) { return kill_clients(), ""; });
     expect_table("files.txt", rules);

@@ -12,6 +12,7 @@
 #include <glib.h>
 #include <map>
 #include <regex>
+#include <span>
 #include <vector>
 
 using Given = const std::vector<std::string>&;
@@ -33,9 +34,8 @@ inline std::string shown(std::string_view bytes) {
 
 inline std::vector<std::string> read_arguments(const std::string& text) {
     std::vector<std::string> arguments;
-    for (std::size_t start = 0, end = 0; end != std::string::npos; start = end + 3) {
-        end = text.find(" | ", start);
-        const auto word = text.substr(start, end - start);
+    g_auto(GStrv) words = g_strsplit(text.c_str(), " | ", -1);
+    for (const std::string word : std::span(words, g_strv_length(words))) {
         g_autofree char* bytes = g_strcompress(word == "(empty)" ? "" : word.c_str());
         arguments.push_back(word.starts_with('@') ? recorded(word.substr(1)) : bytes);
     }
