@@ -8,10 +8,8 @@
 #include "process/client_processes.h"
 #include "table.h"
 
-#include <csignal>
 #include <optional>
 #include <set>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -41,23 +39,10 @@ std::string watch(const fs::path& home, const std::function<std::string()>& act)
     told += std::regex_replace(testing::internal::GetCapturedStderr(), std::regex(".+\n"), "stderr: $&");
     const auto now = look_at(home);
     told += now == before ? "" : now;
-    told =
-        std::regex_replace(told, std::regex("(Failed to|Error reading) .*"), "$1 ..."); // of GLib's release
+    // The library's words are those of its release.
+    told = std::regex_replace(told, std::regex("(Failed to|Error reading) .*"), "$1 ...");
     told = std::regex_replace(told, std::regex(home.string()), "~");
     return told.starts_with('\n') ? told.substr(1) : told;
-}
-
-// No file grows beyond 4,096 bytes, as on a disk that is full.
-bool overfill(const std::string& path, std::string& error) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const auto before = std::exchange(limit.rlim_cur, 4096);
-    setrlimit(RLIMIT_FSIZE, &limit);
-    const bool replaced = replace_file(path, std::string(5000, 'x'), error);
-    limit.rlim_cur = before;
-    setrlimit(RLIMIT_FSIZE, &limit);
-    return replaced;
 }
 
 TEST(Files, AfterEachAct) {
@@ -77,7 +62,6 @@ TEST(Files, AfterEachAct) {
     rule("read",
          [&](Given a) { return shown(read_file(home.file(a.at(0)), error).value_or("nothing, " + error)); });
     rule("replace", [&](Given a) { return yes(replace_file(home.file(a.at(0)), a.at(1), error)); });
-    rule("overfill", [&](Given a) { return yes(overfill(home.file(a.at(0)), error)); });
     rule("expand", [](Given a) { return expand_path(a.at(0).c_str()).value_or("nothing"); });
     rule("settings", [&](Given) { return store.emplace(), ""; });
     rule("load", [&](Given) { return store->load(), ""; });
