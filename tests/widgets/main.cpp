@@ -10,7 +10,8 @@ int main(int argc, char** argv) {
     if (!start_isolated_toolkit())
         return EXIT_FAILURE;
     setenv("PATH", (CLIENT_FOLDER ":" + std::string(std::getenv("PATH"))).c_str(), 1); // the scripted client
-    // Else a hidden switch would never flip.
-    Gtk::Settings::get_default()->property_gtk_enable_animations() = false;
+    const auto settings = Gtk::Settings::get_default();
+    settings->property_gtk_enable_animations() = false;   // else a hidden switch would never flip
+    settings->property_gtk_icon_theme_name() = "hicolor"; // without icons of its own: the program's are found
     return RUN_ALL_TESTS();
 }

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+// Writes down what a window is made of, a line for each widget, for comparison with an approved text. What
+// the toolkit makes by itself is left out, and so is what hangs on the theme, the fonts or the toolkit's
+// release.
+#pragma once
+
+#include "base/text.h"
+#include "version.h"
+
+#include <gtkmm/aboutdialog.h>
+#include <gtkmm/icontheme.h>
+#include <gtkmm/image.h>
+#include <gtkmm/menuitem.h>
+#include <gtkmm/messagedialog.h>
+#include <sstream>
+#include <string>
+
+/// Of widgets; and of their places in their parents. What has its default value is not told.
+inline constexpr std::string_view widget_properties =
+    "title program-name version copyright comments license website website-label authors documenters artists "
+    "logo-icon-name message-type label text secondary-text use-markup secondary-use-markup use-underline "
+    "icon-name "
+    "icon-size tooltip-text active state sensitive default-width default-height border-width window-position "
+    "modal "
+    "resizable transient-for attach-widget accel-widget orientation spacing homogeneous halign valign "
+    "hexpand "
+    "vexpand margin-start margin-end margin-top margin-bottom width-request height-request xalign "
+    "width-chars "
+    "ellipsize wrap wrap-mode single-line-mode selectable relief right-justified selection-mode "
+    "hscrollbar-policy "
+    "vscrollbar-policy shadow-type visible-child-name transition-type transition-duration editable "
+    "visibility "
+    "cursor-visible truncate-multiline max-length opacity";
+inline constexpr std::string_view place_properties = "expand fill padding pack-type name";
+
+inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+inline std::string type_name(gconstpointer object) {
+    return replaced(replaced(G_OBJECT_TYPE_NAME(object), "gtkmm__", ""), "Gtk", "");
+}
+
+inline std::string value_text(GParamSpec* spec, const GValue* value) {
+    if (G_VALUE_HOLDS_OBJECT(value))
+        return type_name(g_value_get_object(value));
+    if (G_VALUE_HOLDS_ENUM(value))
+        return g_enum_get_value(G_PARAM_SPEC_ENUM(spec)->enum_class, g_value_get_enum(value))->value_nick;
+    g_autofree char* contents = g_strdup_value_contents(value);
+    return contents;
+}
+
+inline std::string property_texts(std::string_view names, const auto& find, const auto& read) {
+    std::string text;
+    for_each_piece(names, ' ', [&](std::string_view piece) {
+        const std::string name(piece);
+        GParamSpec* spec = find(name.c_str());
+        if (spec == nullptr)
+            return;
+        GValue value = G_VALUE_INIT;
+        read(name.c_str(), g_value_init(&value, spec->value_type));
+        if (g_param_value_defaults(spec, &value) == FALSE)
+            text += " " + name + "=" + value_text(spec, &value);
+        g_value_unset(&value);
+    });
+    return text;
+}
+
+/// A picture by the name of the icon that has the same pixels.
+inline std::string picture_name(GtkImage* image) {
+    if (gtk_image_get_storage_type(image) != GTK_IMAGE_PIXBUF)
+        return "";
+    const Glib::RefPtr<Gtk::StyleContext> style = Glib::wrap(GTK_WIDGET(image))->get_style_context();
+    const auto pixels = [](const Glib::RefPtr<Gdk::Pixbuf>& of) {
+        return std::string(reinterpret_cast<const char*>(of->get_pixels()), of->get_byte_length());
+    };
+    const auto picture = pixels(Glib::wrap(gtk_image_get_pixbuf(image), true));
+    for (const char* name : {"folder", "text-x-generic", "emblem-synchronizing-symbolic"}) {
+        auto icon = Gtk::IconTheme::get_default()->lookup_icon(name, 22, Gtk::ICON_LOOKUP_USE_BUILTIN);
+        bool symbolic = false;
+        if (icon && pixels(icon.load_symbolic(style, symbolic)) == picture)
+            return std::string(" picture=") + name;
+    }
+    return " picture=(another)";
+}
+
+inline std::string accelerators(GtkWidget* widget) {
+    std::string text;
+    g_autoptr(GList) closures = gtk_widget_list_accel_closures(widget);
+    for (auto* each = closures; each != nullptr; each = each->next) {
+        auto* closure = static_cast<GClosure*>(each->data);
+        const auto is_it = [](GtkAccelKey*, GClosure* one, gpointer it) -> gboolean { return one == it; };
+        const auto* key = gtk_accel_group_find(gtk_accel_group_from_accel_closure(closure), is_it, closure);
+        g_autofree char* name = gtk_accelerator_name(key->accel_key, key->accel_mods);
+        text += std::string(" key=") + name + ((key->accel_flags & GTK_ACCEL_VISIBLE) == 0 ? "" : " (told)");
+    }
+    return text;
+}
+
+inline std::string names_for_screen_readers(GtkWidget* widget) {
+    auto* accessible = gtk_widget_get_accessible(widget);
+    const char* name = atk_object_get_name(accessible);
+    const char* description = atk_object_get_description(accessible);
+    std::string text;
+    if (name != nullptr && !GTK_IS_LABEL(widget) && !GTK_IS_IMAGE(widget)) // theirs is the toolkit's
+        text += std::string(" named=\"") + name + "\"";
+    if (description != nullptr && Glib::wrap(widget)->get_tooltip_text() != description)
+        text += std::string(" described=\"") + description + "\"";
+    return text;
+}
+
+inline std::string line_of(GtkWidget* widget, GtkWidget* parent) {
+    auto* type = G_OBJECT_GET_CLASS(widget);
+    auto text = type_name(widget) + (gtk_widget_get_visible(widget) != FALSE ? "" : " hidden");
+    text += property_texts(
+        widget_properties, [&](const char* name) { return g_object_class_find_property(type, name); },
+        [&](const char* name, GValue* value) { g_object_get_property(G_OBJECT(widget), name, value); });
+    if (GTK_IS_CONTAINER(parent))
+        text += property_texts(
+            place_properties,
+            [&](const char* name) {
+                return gtk_container_class_find_child_property(G_OBJECT_GET_CLASS(parent), name);
+            },
+            [&](const char* name, GValue* value) {
+                gtk_container_child_get_property(GTK_CONTAINER(parent), widget, name, value);
+            });
+    for (const char* name : {"dim-label", "even", "odd", "image-button"})
+        if (gtk_style_context_has_class(gtk_widget_get_style_context(widget), name) != FALSE)
+            text += std::string(" class=") + name;
+    if (GTK_IS_IMAGE(widget))
+        text += picture_name(GTK_IMAGE(widget));
+    return text + names_for_screen_readers(widget) + accelerators(widget) + "\n";
+}
+
+/// What of the widget the program made; of a dialog, which the toolkit makes, only what was put into it.
+inline std::vector<Gtk::Widget*> made_inside(Gtk::Widget& widget) {
+    if (auto* dialog = dynamic_cast<Gtk::MessageDialog*>(&widget))
+        return dialog->get_message_area()->get_children();
+    auto* container = dynamic_cast<Gtk::Container*>(&widget);
+    const auto* button = dynamic_cast<Gtk::Button*>(&widget);
+    if (container == nullptr || dynamic_cast<Gtk::AboutDialog*>(&widget) != nullptr ||
+        (button != nullptr && !button->get_label().empty()))
+        return {};
+    auto children = container->get_children();
+    if (auto* item = dynamic_cast<Gtk::MenuItem*>(&widget); item != nullptr && item->has_submenu())
+        children.push_back(item->get_submenu());
+    return children;
+}
+
+/// The widget and all in it, menus as well.
+inline std::string shown(Gtk::Widget& widget, const std::string& indent = "", GtkWidget* parent = nullptr) {
+    std::string text = indent + line_of(widget.gobj(), parent);
+    if (auto* dialog = dynamic_cast<Gtk::MessageDialog*>(&widget))
+        for (int answer = GTK_RESPONSE_HELP; answer < 0; ++answer)
+            if (auto* button = dynamic_cast<Gtk::Button*>(dialog->get_widget_for_response(answer)))
+                text += "  [" + button->get_label().raw() + "]" +
+                        (dialog->get_focus() == button ? " has the focus\n" : "\n");
+    for (auto* child : made_inside(widget))
+        text += shown(*child, indent + "  ", widget.gobj());
+    return parent != nullptr ? text : replaced(text, SKYFOLD_VERSION, "{version}");
+}
+
+/// What of the lines of `after` is not the same in `before`.
+inline std::string changed_lines(const std::string& before, const std::string& after) {
+    std::string changed;
+    std::istringstream old_lines(before);
+    std::istringstream new_lines(after);
+    for (std::string one, other; std::getline(new_lines, other);)
+        if (!std::getline(old_lines, one) || one != other)
+            changed += other + "\n";
+    return changed;
+}
