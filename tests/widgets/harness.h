@@ -3,41 +3,55 @@
 #pragma once
 
 #include "app/application.h"
+#include "approved.h"
+#include "shown.h"
 #include "test_files.h"
+#include "ui/dialogs.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
+#include "ui/status_cache.h"
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <glibmm/main.h>
-#include <gtest/gtest.h>
-#include <gtkmm/messagedialog.h>
 #include <thread>
 #include <utility>
 
 /// Seconds; less where much of what is waited for will not come.
 inline const double patience = std::getenv("IMPATIENT") != nullptr ? 10 : 40;
 
-/// Turns the main loop until `done`, at most `seconds`; returns whether it came to be.
-inline bool turn_until(const std::function<bool()>& done, double seconds = patience) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+/// Turns the main loop (or only waits) until `done`. A wait in vain ends the test and says for `what`.
+inline void wait_for(const std::string& what, const std::function<bool()>& done, bool turning = true) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(patience);
     while (!done()) {
         if (std::chrono::steady_clock::now() > end)
-            return false;
-        if (!Glib::MainContext::get_default()->iteration(false))
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            throw std::runtime_error("waited in vain for " + what);
+        if (!turning || !Glib::MainContext::get_default()->iteration(false))
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return true;
 }
 
-/// Turns the main loop for a while in which something must not happen, after the event that might cause it.
-inline void turn_for(double seconds) {
-    turn_until([] { return false; }, seconds);
+/// The threads that the program has made: they bear its name, and those of the toolkit names of their own.
+inline int own_threads() {
+    int found = 0;
+    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
+        std::ifstream file(task.path() / "comm");
+        const std::string name(std::istreambuf_iterator<char>(file), {});
+        found += name == read_file("/proc/self/comm") ? 1 : 0;
+    }
+    return found;
 }
+inline const int threads_at_rest = own_threads();
 
-inline bool ends(int child) {
-    return turn_until([child] { return kill(child, 0) != 0; });
+/// Waits for every worker but one for each client that stays, and does all that they posted (or only waits).
+inline void settle(int clients = 0, bool turning = true) {
+    const auto at_rest = [&] {
+        const bool resting = own_threads() == threads_at_rest + clients;
+        return resting && !(turning && Glib::MainContext::get_default()->pending());
+    };
+    wait_for("all workers to end but those of " + std::to_string(clients) + " clients", at_rest, turning);
 }
 
 struct ApplicationProbe {
@@ -60,13 +74,23 @@ struct ApplicationProbe {
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
-    static auto& sync_switch(Skyfold& window) { return *window.sync_switch; }
-    static Glib::ustring status_line(Skyfold& window) { return window.status_label.get_text(); }
+    static auto& settings_menu(Skyfold& window) { return *window.settings_menu; }
+    static auto& icon(Skyfold& window) { return window.tray_icon; }
+    static std::string line(Skyfold& window) {
+        std::string text = window.status_label.get_text().raw();
+        for (auto* each : {window.sync_switch, window.autostart_switch, window.notifications_switch})
+            text += each->get_active() ? ", on" : ", off";
+        for (auto* each :
+             {window.sync_state_label, window.autostart_state_label, window.notifications_state_label})
+            text += " " + each->get_text().raw();
+        return text;
+    }
 };
 
 struct RowProbe {
-    static auto& toggle(FileRow& row) { return row.toggle_button; }
-    static auto& icon(FileRow& row) { return row.icon_image; }
+    static auto buttons(FileRow& row) { return row.action_box.get_children(); }
+    static auto page(FileRow& row) { return row.action_stack.get_visible_child_name(); }
+    static auto* pointed_at(FileRow& row) { return row.event_box.gobj(); }
 };
 
 const std::string hang = R"({"hang": true})"; // the last step of a client that runs until it is ended
@@ -79,67 +103,171 @@ inline std::string marks(const std::string& name) {
     return R"({"write": {"{home}/)" + name + R"(": ""}}, )";
 }
 
+inline std::string waits(const std::string& name) {
+    return R"({"wait_for": "{home}/)" + name + R"("}, )";
+}
+
+inline std::string exits(int code) {
+    return R"({"exit": )" + std::to_string(code) + "}";
+}
+
 /// One call that the client must get. `option` tells what else goes: it may be killed before its end.
 inline std::string call(const std::string& arguments, const std::string& steps,
                         const std::string& option = "cut_short") {
-    std::string listed;
-    for (const char c : arguments)
-        listed += c == ' ' ? R"(", ")" : std::string(1, c);
-    return R"({"args": [")" + listed + R"("], ")" + option + R"(": true, "steps": [)" +
-           steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
+    return R"({"args": [")" + replaced(arguments, " ", R"(", ")") + R"("], ")" + option +
+           R"(": true, "steps": [)" + steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
 }
 
-/// A home and an application registered under it. At the end the client was called as expected, no otherwise.
+/// The two calls of a refresh.
+inline std::string answers(const std::string& dump, const std::string& config = "") {
+    return call("--display-sync-status", says(dump)) + call("--display-config", says(config));
+}
+
+/// A home and an application registered under it. Each client was called as expected, no otherwise.
 class ShellTest : public testing::Test {
   protected:
-    void expect_calls(const std::string& calls) {
-        fs::remove(home.file("scenario.state")); // of calls expected earlier
-        home.write("scenario", "{\"calls\": [" + calls.substr(0, calls.size() - 2) + "]}");
-        setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
-    }
-
-    bool appears(const std::string& name) {
-        return turn_until([&] { return fs::exists(home.file(name)); });
+    void SetUp() override {
+        fs::create_directories(home.path / ".config/autostart");
+        fs::create_directories(folder);
     }
 
     void TearDown() override {
-        // Nothing but the test's own children may outlive it.
-        if (application.is_sync_running()) {
-            application.quit_sync_process();
-            turn_until(dialog, 2); // its end is reported, and not to the next test
-        }
+        tidy();
+        check_calls();
+        const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+        if (!day.empty())
+            expect_approved("window-" + name + ".txt", day);
+    }
+
+    /// Ends the clients and closes the windows.
+    void tidy() {
+        application.quit_sync_process();
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
-        delete std::exchange(ApplicationProbe::main_window(application), nullptr); // and what it waits for
-        EXPECT_TRUE(!fs::exists(home.file("scenario")) ||
-                    std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2") == 0);
+        EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
+        for (auto* dialog : dialogs()) // tells the end of the client
+            dialog->response(Gtk::RESPONSE_OK);
+        delete std::exchange(ApplicationProbe::main_window(application), nullptr);
+        EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
     }
 
-    static Gtk::MessageDialog* dialog() {
+    void check_calls() const {
+        if (fs::exists(home.file("scenario")))
+            EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
+    }
+
+    void expect_calls(const std::string& calls) {
+        check_calls();
+        fs::remove(home.file("scenario.state"));
+        home.write("scenario", R"({"calls": [)" + calls.substr(0, calls.rfind(',')) + "]}");
+        setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
+    }
+
+    void wait_for_file(const std::string& name, bool turning = true) {
+        wait_for(
+            "the file " + name, [&] { return fs::exists(home.file(name)); }, turning);
+    }
+
+    Skyfold& make_window(const std::string& calls = answers("")) {
+        expect_calls(calls);
+        forget_status_cache();
+        auto*& window = ApplicationProbe::main_window(application);
+        window = new Skyfold(&application, folder);
+        window->show();
+        settle();
+        return *window;
+    }
+
+    static FileRow& row(Skyfold& window, int index) {
+        return dynamic_cast<FileRow&>(*SkyfoldProbe::list(window).get_children().at(index));
+    }
+
+    static std::vector<Gtk::Dialog*> dialogs() {
+        std::vector<Gtk::Dialog*> open;
         for (auto* window : Gtk::Window::list_toplevels())
-            if (auto* found = dynamic_cast<Gtk::MessageDialog*>(window);
-                found != nullptr && found->get_visible())
-                return found;
-        return nullptr;
-    }
-    static std::string dialog_text() {
-        return dialog()->property_text().get_value() + "|" + dialog()->property_secondary_text().get_value();
+            if (auto* dialog = dynamic_cast<Gtk::Dialog*>(window); dialog != nullptr && dialog->get_visible())
+                open.push_back(dialog);
+        return open;
     }
 
-    /// Answers the next dialog, from within where it runs a loop of its own. Its text, or nothing.
-    static std::string answered_dialog(double seconds) {
-        std::string text;
-        const auto answer = [&text] {
-            if (dialog() != nullptr) {
-                text = dialog_text();
-                dialog()->response(Gtk::RESPONSE_OK);
-            }
-            return text.empty();
-        };
-        sigc::connection answering = Glib::signal_timeout().connect(answer, 10);
-        turn_until([&text] { return !text.empty(); }, seconds);
+    /// Does what asks; each dialog goes into the day and gets the next of the answers.
+    void ask(const std::function<void()>& what, std::vector<int> given) {
+        sigc::connection answering = Glib::signal_timeout().connect(
+            [&] {
+                if (const auto open = dialogs(); !open.empty() && !given.empty()) {
+                    day += with_names(shown(*open.front()));
+                    const int next = given.front();
+                    given.erase(given.begin());
+                    next == Gtk::RESPONSE_NONE ? close_dialogs() : open.front()->response(next);
+                }
+                return true;
+            },
+            5);
+        what();
+        wait_for("a dialog", [&] { return given.empty(); });
         answering.disconnect();
-        return text;
+    }
+
+    [[nodiscard]] std::string with_names(const std::string& text) const {
+        return replaced(text, home.path.string(), "{home}");
+    }
+
+    /// All that a person finds, and the next start of the program.
+    std::string state() {
+        const auto one_line = [](const std::string& text) { return replaced(text, "\n", "|") + "\n"; };
+        const int pid = ApplicationProbe::pid(application);
+        std::string text = std::string("client: ") + (pid > 0 ? "runs" : pid < 0 ? "starts" : "none") + "\n";
+        for (const char* name : {"skyfold/config", "onedrive/config", "onedrive/refresh_token",
+                                 "onedrive/.lock", "autostart/skyfold.desktop"})
+            if (const auto file = read_file(home.file(std::string(".config/") + name)))
+                text += std::string(name) + ": " + one_line(*file);
+        for (const char* name : {"calls", "OneDrive"})
+            if (fs::exists(home.file(name)))
+                text += std::string(name) + ": " + one_line(read_file(home.file(name)).value_or("is there"));
+        if (auto* window = ApplicationProbe::main_window(application)) {
+            text += "main window: " + SkyfoldProbe::line(*window) + "\n";
+            for (auto* each : SkyfoldProbe::list(*window).get_children())
+                text += "row " + dynamic_cast<FileRow*>(each)->get_full_path() + ": " +
+                        dynamic_cast<FileRow*>(each)->get_status_text().raw() + "\n";
+        }
+        for (auto* window : Gtk::Window::list_toplevels()) {
+            const auto* dialog = dynamic_cast<Gtk::MessageDialog*>(window);
+            if (window->get_visible() && (dialog != nullptr || !window->get_title().empty()))
+                text += (window == ApplicationProbe::login_window(application) ? "in front: " : "open: ") +
+                        (dialog == nullptr ? window->get_title().raw() + "\n"
+                                           : one_line(dialog->property_text().get_value().raw() + ": " +
+                                                      dialog->property_secondary_text().get_value().raw()));
+        }
+        return with_names(text);
+    }
+
+    /// One step of the day, which is compared with the approved one at the end: what it changed and printed.
+    void step(const std::string& name, const std::function<void()>& act, int clients = 0) {
+        testing::internal::CaptureStderr();
+        std::string failure;
+        sigc::connection watch = Glib::signal_timeout().connect_seconds(
+            [&] {
+                failure = "a dialog that nobody expects: " + state();
+                close_dialogs(); // else its own loop would go on
+                return true;
+            },
+            static_cast<unsigned>(patience));
+        try {
+            act();
+            settle(clients);
+        } catch (const std::exception& error) {
+            failure += error.what();
+        }
+        watch.disconnect();
+        const auto printed = testing::internal::GetCapturedStderr();
+        if (!failure.empty())
+            throw std::runtime_error(name + ": " + failure + "\n" + printed);
+        day += with_names(name) + "\n" + changed_lines(last_state, state());
+        last_state = state();
+        for_each_line(printed, [this](std::string_view line) {
+            if (!line.empty() && !line.starts_with('(') && !contains(line, "ray icon")) // not the toolkit's
+                day.append("! ").append(with_names(std::string(line))).append("\n");
+        });
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -154,4 +282,6 @@ class ShellTest : public testing::Test {
     TestHome home;
     Application& application = shared_application();
     std::string folder = home.file("OneDrive");
+    std::string day;
+    std::string last_state;
 };

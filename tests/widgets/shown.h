@@ -10,9 +10,9 @@
 #include <gtkmm/aboutdialog.h>
 #include <gtkmm/icontheme.h>
 #include <gtkmm/image.h>
+#include <gtkmm/menu.h>
 #include <gtkmm/menuitem.h>
 #include <gtkmm/messagedialog.h>
-#include <sstream>
 #include <string>
 
 /// Of widgets; and of their places in their parents. What has its default value is not told.
@@ -52,19 +52,16 @@ inline std::string value_text(GParamSpec* spec, const GValue* value) {
     return contents;
 }
 
-inline std::string property_texts(std::string_view names, const auto& find, const auto& read) {
+/// A property, as far as it has not its default value; `read` reads it.
+inline std::string property_text(GParamSpec* spec, const auto& read) {
+    if (spec == nullptr)
+        return "";
+    GValue value = G_VALUE_INIT;
+    read(spec->name, g_value_init(&value, spec->value_type));
     std::string text;
-    for_each_piece(names, ' ', [&](std::string_view piece) {
-        const std::string name(piece);
-        GParamSpec* spec = find(name.c_str());
-        if (spec == nullptr)
-            return;
-        GValue value = G_VALUE_INIT;
-        read(name.c_str(), g_value_init(&value, spec->value_type));
-        if (g_param_value_defaults(spec, &value) == FALSE)
-            text += " " + name + "=" + value_text(spec, &value);
-        g_value_unset(&value);
-    });
+    if (g_param_value_defaults(spec, &value) == FALSE)
+        text = std::string(" ") + spec->name + "=" + value_text(spec, &value);
+    g_value_unset(&value);
     return text;
 }
 
@@ -99,39 +96,35 @@ inline std::string accelerators(GtkWidget* widget) {
     return text;
 }
 
-inline std::string names_for_screen_readers(GtkWidget* widget) {
-    auto* accessible = gtk_widget_get_accessible(widget);
-    const char* name = atk_object_get_name(accessible);
-    const char* description = atk_object_get_description(accessible);
-    std::string text;
-    if (name != nullptr && !GTK_IS_LABEL(widget) && !GTK_IS_IMAGE(widget)) // theirs is the toolkit's
-        text += std::string(" named=\"") + name + "\"";
-    if (description != nullptr && Glib::wrap(widget)->get_tooltip_text() != description)
-        text += std::string(" described=\"") + description + "\"";
-    return text;
-}
-
 inline std::string line_of(GtkWidget* widget, GtkWidget* parent) {
-    auto* type = G_OBJECT_GET_CLASS(widget);
     auto text = type_name(widget) + (gtk_widget_get_visible(widget) != FALSE ? "" : " hidden");
-    text += property_texts(
-        widget_properties, [&](const char* name) { return g_object_class_find_property(type, name); },
-        [&](const char* name, GValue* value) { g_object_get_property(G_OBJECT(widget), name, value); });
-    if (GTK_IS_CONTAINER(parent))
-        text += property_texts(
-            place_properties,
-            [&](const char* name) {
-                return gtk_container_class_find_child_property(G_OBJECT_GET_CLASS(parent), name);
-            },
-            [&](const char* name, GValue* value) {
+    for_each_piece(widget_properties, ' ', [&](std::string_view piece) {
+        text += property_text(
+            g_object_class_find_property(G_OBJECT_GET_CLASS(widget), std::string(piece).c_str()),
+            [&](auto* name, auto* value) { g_object_get_property(G_OBJECT(widget), name, value); });
+    });
+    for_each_piece(place_properties, ' ', [&](std::string_view piece) {
+        if (!GTK_IS_CONTAINER(parent))
+            return;
+        text += property_text(
+            gtk_container_class_find_child_property(G_OBJECT_GET_CLASS(parent), std::string(piece).c_str()),
+            [&](auto* name, auto* value) {
                 gtk_container_child_get_property(GTK_CONTAINER(parent), widget, name, value);
             });
+    });
     for (const char* name : {"dim-label", "even", "odd", "image-button"})
         if (gtk_style_context_has_class(gtk_widget_get_style_context(widget), name) != FALSE)
             text += std::string(" class=") + name;
     if (GTK_IS_IMAGE(widget))
         text += picture_name(GTK_IMAGE(widget));
-    return text + names_for_screen_readers(widget) + accelerators(widget) + "\n";
+    auto* accessible = gtk_widget_get_accessible(widget);
+    const char* name = atk_object_get_name(accessible);
+    const char* description = atk_object_get_description(accessible);
+    if (name != nullptr && !GTK_IS_LABEL(widget) && !GTK_IS_IMAGE(widget)) // theirs is the toolkit's
+        text += std::string(" named=\"") + name + "\"";
+    if (description != nullptr && Glib::wrap(widget)->get_tooltip_text() != description)
+        text += std::string(" described=\"") + description + "\"";
+    return text + accelerators(widget) + "\n";
 }
 
 /// What of the widget the program made; of a dialog, which the toolkit makes, only what was put into it.
@@ -162,13 +155,16 @@ inline std::string shown(Gtk::Widget& widget, const std::string& indent = "", Gt
     return parent != nullptr ? text : replaced(text, SKYFOLD_VERSION, "{version}");
 }
 
-/// What of the lines of `after` is not the same in `before`.
+/// The lines that only one of the two has, as a diff marks them.
 inline std::string changed_lines(const std::string& before, const std::string& after) {
     std::string changed;
-    std::istringstream old_lines(before);
-    std::istringstream new_lines(after);
-    for (std::string one, other; std::getline(new_lines, other);)
-        if (!std::getline(old_lines, one) || one != other)
-            changed += other + "\n";
+    const auto only_in = [&changed](const char* mark, const std::string& one, const std::string& other) {
+        for_each_line(one, [&](std::string_view line) {
+            if (!contains("\n" + other, "\n" + std::string(line) + "\n"))
+                changed.append(mark).append(line).append("\n");
+        });
+    };
+    only_in("- ", before, after);
+    only_in("+ ", after, before);
     return changed;
 }
