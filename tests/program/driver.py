@@ -6,7 +6,9 @@ import difflib
 import json
 import os
 import pathlib
+import re
 import subprocess
+import sys
 import tempfile
 import time
 import unittest
@@ -21,6 +23,21 @@ APPROVED = pathlib.Path(__file__).resolve().parents[1] / "approved"
 HANG = {"hang": True}  # the last step of a client that runs until it is ended
 PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much of what is waited for will not come
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
+# What stands in for the desktop: notes what it is asked, and refuses it where a file says so.
+DESKTOP = '#!/bin/sh\nprintf "%s\\n" "${0##*/} $*" >>"$HOME/desktop"\n[ ! -e "$HOME/refuse ${0##*/}" ]\n'
+
+# Who prints what: threads and timers have no order between them. A line that fits none goes on with the one before.
+SOURCES = {
+    "client": r"\[(SYNC|CLI Output)\]|DEBUG: (Launching|Cleaning|Current|Sync already|Application::on_sync)|Restarting sync",
+    "ends of clients": r"(ERROR: Sync|OneDrive sync) process|ERROR: Failed to (launch|create|fork)",
+    "states": r"DEBUG: (Loading|OneDrive CLI sync|Cached status|Loaded|Found skipped|No sync status|Async file)",
+    "icon": r".*(\b[tT]ray|system tray|[iI]con|[eE]mbed|notification area)",
+    "program": r"(DEBUG|E[rR][rR][oO][rR]|\(|[A-Z]\w+ (mode|environment|expand|create|to|from|toggle)\b)",
+}
+# What the theme, an installed icon and the toolkit's release decide; criticism of the program stays.
+CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|Theme (has|does)).*\n"
+            r"|\(.*:\d+\): (?!G(tk|Lib).*CRITICAL).*|(?<=pid: )[1-9]\d*|(?<=Tray icon created )from.*|(?<=:)\d+(?=\): )|\d\d:\d\d:\d\d\.\d+")
+READ = ("alert", "dialog", "frame", "label", "list item", "menu", "menu item", "push button", "text")
 
 
 def turn_until(done, seconds=PATIENCE):
@@ -33,25 +50,52 @@ def turn_until(done, seconds=PATIENCE):
     return result
 
 
+def role_of(node):
+    return {"button": "push button"}.get(role := node.get_role_name(), role)  # what a newer service says
+
+
 def search(node, role, name, state):
-    # A newer accessibility service says "button" for "push button".
-    if (node.get_role_name() in (role, role.replace("push ", "")) and name in (None, node.get_name())
+    if (role_of(node) == role and name in (None, node.get_name())
             and (state is None or node.get_state_set().contains(state))):
         return node
     found = (search(node.get_child_at_index(i), role, name, state) for i in range(node.get_child_count()))
     return next(filter(None, found), None)
 
 
-def accessible(role, name=None, state=Atspi.StateType.SHOWING, below=None):
-    """The accessible of that role, name and state in the program, or in a part of it; None where there is none."""
+def programs():
     desktop = Atspi.get_desktop(0)
     desktop.clear_cache()
-    programs = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
+    ones = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
+    return [one for one in ones if one and one.get_name() == "skyfold"]
+
+
+def accessible(role, name=None, state=Atspi.StateType.SHOWING, below=None):
+    """The accessible of that role, name and state in the program, or in a part of it; None where there is none."""
     try:
-        nodes = [below] if below else [one for one in programs if one and one.get_name() == "skyfold"]
+        nodes = [below] if below else programs()
         return next(filter(None, (search(node, role, name, state) for node in nodes)), None)
     except (AttributeError, GLib.Error):  # it went while it was read
         return None
+
+
+def read_aloud(node):
+    """A line for each text that is on the screen, as a screen reader gets it."""
+    if role_of(node) != "application" and not node.get_state_set().contains(Atspi.StateType.SHOWING):
+        return
+    texts = [node.get_name(), node.get_description()]
+    if role_of(node) == "text":
+        texts = [Atspi.Text.get_text(node, 0, -1)]
+    if role_of(node) in READ and any(texts):
+        yield f"{role_of(node)}: {' | '.join(filter(None, texts))}\n"
+    for number in range(node.get_child_count()):
+        yield from read_aloud(node.get_child_at_index(number))
+
+
+def read_windows():
+    try:
+        return "".join(line for node in programs() for line in read_aloud(node))
+    except (AttributeError, GLib.Error):
+        return "it changed while it was read\n"
 
 
 def make_home(home, settings=None):
@@ -60,7 +104,7 @@ def make_home(home, settings=None):
         (home / ".config" / name).mkdir(parents=True, exist_ok=True)
     if settings is not None:
         (home / ".config/onedrive/refresh_token").write_text("t")
-        (home / ".config/skyfold/config").write_text(settings)
+        (home / ".config/skyfold/config").write_bytes(os.fsencode(settings))
 
 
 def find_icon():
@@ -77,11 +121,37 @@ def clients():
     return subprocess.run(["pgrep", "-f", "onedrive-cli --"], text=True, stdout=subprocess.PIPE, check=False).stdout
 
 
+class Told(list):
+    """Failures, each of which is printed when it happens: a suite may be ended before its end."""
+    def append(self, failure):
+        super().append(failure)
+        print(f"\nFAIL: {failure[0]}\n{failure[1]}", file=sys.stderr, flush=True)
+
+
+class PromptResult(unittest.TextTestResult):
+    def __init__(self, *arguments, **options):
+        super().__init__(*arguments, **options)
+        self.failures, self.errors = Told(), Told()
+
+    def printErrors(self):
+        self.stream.writeln()
+
+
+class PromptRunner(unittest.TextTestRunner):
+    resultclass = PromptResult
+
+
 class DrivenProgram(unittest.TestCase):
+    program = icon = log = None
+
     def setUp(self):
+        os.umask(0o022)  # the modes of files are in approved texts
         self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         make_home(self.home)
         self.cloud = self.home / "Cloud"
+        self.seen = []  # headings and texts of the record
+        for name in ("xdg-open", "dbus-send"):
+            self.write(f"bin/{name}", DESKTOP).chmod(0o755)
 
     def write(self, below, text=""):
         path = self.home / below
@@ -92,7 +162,7 @@ class DrivenProgram(unittest.TestCase):
     def sign_in(self, settings="", entry=None):
         """Makes it the home of a person who has signed in, with a folder where there is to be an entry in it."""
         if entry:
-            self.write(f"Cloud/{entry}")
+            self.write(self.cloud / entry)
             settings = f"sync_dir={self.cloud}\n{settings}"
         make_home(self.home, settings)
 
@@ -102,13 +172,18 @@ class DrivenProgram(unittest.TestCase):
         queries = [([f"--display-{what}"], [], "repeat") for what in ("sync-status", "config")]
         table = [{"args": args, "steps": steps, **dict.fromkeys(options, True)}
                  for args, steps, *options in (*calls, *queries)]
-        scenario = self.write("scenario", json.dumps({"calls": table}))
+        self.write("scenario", json.dumps({"calls": table}))
+        (self.home / "scenario.state").unlink(missing_ok=True)
 
-        def check():
-            done = subprocess.run([CLIENT, "--scenario-check", scenario], env={"HOME": str(self.home)}, text=True,
-                                  stdout=subprocess.PIPE, check=False)
-            self.assertEqual((done.returncode, done.stdout), (0, ""))
-        self.addCleanup(check)
+    def monitor(self, *steps, folder=None, options=()):
+        """One sync, which may be ended at any time."""
+        return ["--monitor", "--syncdir", str(folder or self.cloud), *options], [*steps], "cut_short"
+
+    def await_call(self, number, step="completed"):
+        """Waits for that call of those expected to have got so far."""
+        progress = self.home / "scenario.state"
+        self.await_that(f"call {number} to be {step}",
+                        lambda: progress.exists() and f"{number} {step}" in progress.read_text().splitlines())
 
     def spawn(self, *command, stdout=None, **options):
         """Starts a process, which ends with the test, and the file for what it prints."""
@@ -119,26 +194,48 @@ class DrivenProgram(unittest.TestCase):
         self.addCleanup(child.kill)  # the last one runs first
         return child, log
 
-    def start(self, *arguments, stdout=None, **environment):
-        merged = {**os.environ, "HOME": str(self.home), "PATH": f"{CLIENT.parent}:{os.environ['PATH']}",
+    def start(self, *arguments, stdout=None, wrapper=(), **environment):
+        merged = {**os.environ, "HOME": str(self.home), "PATH": f"{self.home}/bin:{CLIENT.parent}:{os.environ['PATH']}",
                   "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
         merged = {name: value for name, value in merged.items() if value is not None}
         self.icon = None
-        program, self.log = self.spawn(os.environ["SKYFOLD"], *arguments, stdout=stdout, env=merged)
-        return program
+        self.program, self.log = self.spawn(*wrapper, os.environ["SKYFOLD"], *arguments, stdout=stdout, env=merged)
+        return self.program
 
-    def start_beside_tray(self, *arguments):
+    def start_beside_tray(self, *arguments, **options):
         self.spawn(*TRAYER)
-        program = self.start(*arguments)
+        program = self.start(*arguments, **options)
         self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
         return program
 
-    def start_with_window(self, *arguments):
-        program = self.start_beside_tray(*arguments)
-        self.assertIsNone(accessible("frame", "Skyfold"), "hidden at first")
+    def start_with_window(self, *arguments, **options):
+        program = self.start_beside_tray(*arguments, **options)
+        self.assertIsNone(accessible("frame", "Skyfold"), "the window is hidden at first")
         self.click_tray()
         self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
         return program
+
+    def start_x_server(self, *command):
+        """A display of its own, and its name."""
+        ready, told = os.pipe()
+        server, log = self.spawn(*command, "-displayfd", str(told), pass_fds=[told])
+        os.close(told)
+        with open(ready, encoding="ascii") as number:
+            name = f":{number.read().strip()}"
+        self.assertNotEqual(name, ":", log.read_text())
+        return server, name
+
+    def await_that(self, what, done, seconds=PATIENCE, outlived=False):
+        """Waits for `done()` and returns what is true of it. Fails with what it waited for, and does not wait on for a
+        program that is dead, unless that is `outlived`."""
+        def is_dead():
+            return not outlived and self.program is not None and self.program.poll() is not None
+        turn_until(lambda: done() or is_dead(), seconds)
+        if result := done():
+            return result
+        status = self.program and self.program.poll()
+        state = "runs" if status is None else f"ended with status {status}"
+        return self.fail(f"waited in vain for {what}; the program {state}, and its last words are\n{self.said()[-2000:]}")
 
     def assert_approved(self, name, text):
         """Compares a whole text with the one in tests/approved. Where APPROVE is set, that file is written as well."""
@@ -146,28 +243,95 @@ class DrivenProgram(unittest.TestCase):
         approved = file.read_text() if file.exists() else ""
         if approved != text and "APPROVE" in os.environ:
             file.write_text(text)
-        diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), f"approved: {name}", "now", lineterm="")
-        self.assertEqual(approved, text, "\n".join([f"tests/approved/{name} differs:", *diff]))
+        self.assert_same(approved, text, f"tests/approved/{name}")
+
+    def assert_same(self, approved, text, name):
+        diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), "approved", "now", lineterm="")
+        if approved != text:
+            self.fail("\n".join([f"{name} differs:", *diff, *([] if self.program is None else [self.said()[-2000:]])]))
+
+    def look(self, heading):
+        """Puts what a screen reader would read into the record, once that is what is approved under the heading."""
+        def wanted():
+            return approved == self.legible(read_windows())
+        file, name = APPROVED / self.record_name(), f"seen: {heading}"
+        approved = f"\n{file.read_text() if file.exists() else ''}".partition(f"\n==== {name}\n")[2].partition("====")[0]
+        turn_until(wanted, 2 if "APPROVE" in os.environ else PATIENCE)
+        text = self.legible(read_windows())
+        if "APPROVE" not in os.environ:
+            self.assert_same(approved, text, name)
+        self.seen.append((name, text))
+
+    def record_name(self):
+        return f"program-{self.id().rpartition('.test_')[2].replace('_', '-')}.txt"
+
+    def legible(self, text):
+        """Without what is different on every machine; bytes that are no text in their hexadecimal form."""
+        text = (text if isinstance(text, bytes) else os.fsencode(text)).decode(errors="backslashreplace")
+        return text.replace("\0", "\\0").replace(str(self.home), "~")
+
+    def note(self, heading, text):
+        self.seen.append((heading, self.legible(text)))
+
+    def note_printed(self, heading=""):
+        """What was printed, by whom, in the order of each."""
+        text = re.sub(CHANGING, "", self.legible(self.log.read_bytes()))
+        lines, source = {name: "" for name in SOURCES}, "program"
+        for line in text.splitlines(keepends=True):
+            source = next((name for name, start in SOURCES.items() if re.match(start, line)), source)
+            lines[source] += line if line.strip() else ""
+        for name, printed in lines.items():
+            if printed:
+                self.note(f"printed: {name}{heading}", printed)
+
+    def note_files(self):
+        """All that was written below the home, with its mode, and what the desktop was asked."""
+        for below in ("Cloud", ".config/skyfold", ".config/onedrive", ".config/autostart", "desktop"):
+            for path in sorted(path for path in (self.home / below, *(self.home / below).rglob("*")) if path.is_file()):
+                text = path.read_bytes()
+                self.note(f"file: {path} ({path.stat().st_mode & 0o7777:o})", text + (b"(no line end)\n" if text[-1:] != b"\n" else b""))
+
+    def assert_recorded(self):
+        self.assert_approved(self.record_name(), "".join(f"==== {self.legible(name)}\n{text}" for name, text in self.seen))
+
+    def assert_day(self, program, status=0):
+        """The program ends now, and all that was seen, printed and written is what is approved."""
+        self.assert_ends(program, status)
+        self.note_printed()
+        self.note_files()
+        self.assert_recorded()
 
     def said(self):
-        return self.log.read_text(errors="replace")
+        return self.log.read_text(errors="replace") if self.log else ""
 
     def assert_says(self, text, times=1):
-        self.assertTrue(turn_until(lambda: self.said().count(text) >= times),
-                        f"{text!r} not {times} times in {self.said()[-2000:]}")
+        self.await_that(f"{text!r} to be printed {times} times", lambda: self.said().count(text) >= times)
 
     def assert_ends(self, program, status):
-        self.assertTrue(turn_until(lambda: program.poll() is not None), self.said()[-500:])
-        self.assertEqual(program.returncode, status)
-        self.assertTrue(turn_until(lambda: not clients()), "a client outlives the program")
+        self.await_that("the program's end", lambda: program.poll() is not None, outlived=True)
+        self.assertEqual(program.returncode, status, f"the exit status; printed: {self.said()[-2000:]}")
+        self.assert_no_client()
+
+    def assert_no_client(self):
+        """Nor one that was asked for something else, or not asked, or not let go on."""
+        self.await_that("the end of the last client", lambda: not clients(), outlived=True)
+        if (scenario := self.home / "scenario").exists():
+            done = subprocess.run([CLIENT, "--scenario-check", scenario], env={"HOME": str(self.home)}, text=True,
+                                  stdout=subprocess.PIPE, check=False)
+            self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
+
+    def assert_file(self, path, text):
+        """Waits for what a file holds to be that text."""
+        def read():
+            return path.read_text(errors="surrogateescape") if path.is_file() else None
+        turn_until(lambda: read() == text)
+        self.assertEqual(read(), text, f"what {path} holds")
 
     def find(self, role, name, state=Atspi.StateType.SHOWING):
-        found = turn_until(lambda: accessible(role, name, state))
-        self.assertTrue(found, f"nobody would read {role} {name!r}")
-        return found
+        return self.await_that(f"{role} {name!r}", lambda: accessible(role, name, state))
 
     def assert_gone(self, role, name):
-        self.assertTrue(turn_until(lambda: not (accessible(role, name) or accessible(role, name))), f"{role} {name!r} stays")
+        self.await_that(f"{role} {name!r} to go", lambda: not (accessible(role, name) or accessible(role, name)))
 
     def press(self, role, name, *keys):
         """Presses keys as soon as the window of that role and name has the keyboard."""
@@ -186,7 +350,7 @@ class DrivenProgram(unittest.TestCase):
         def closed():
             subprocess.run(["xdotool", "key", "alt+F4"], check=True)
             return turn_until(lambda: not accessible("frame", name), 2)
-        self.assertTrue(turn_until(closed), f"{name!r} stays open")
+        self.await_that(f"{name!r} to close", closed, outlived=True)
 
     def point(self, role, name, *then):
         """Moves the pointer onto it, and does there what xdotool is told. It looks twice, like a person: what has just
@@ -199,15 +363,16 @@ class DrivenProgram(unittest.TestCase):
             before = middle()
             time.sleep(0.1)
             return before == middle() and before
-        at = turn_until(settled)
-        self.assertTrue(at, f"{role} {name!r} does not come to rest")
-        subprocess.run(["xdotool", "mousemove", *at, *then], check=True)
+        subprocess.run(["xdotool", "mousemove", *self.await_that(f"{role} {name!r} to rest", settled), *then], check=True)
 
     def click(self, role, name):
         self.point(role, name, "click", "1")
 
     def click_tray(self, button="1"):
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
-        self.icon = self.icon or find_icon()
-        self.assertTrue(self.icon, "the icon's tooltip stays")
+        self.icon = self.icon or self.await_that("the icon's tooltip to go", find_icon)
         subprocess.run(["xdotool", "mousemove", "--window", self.icon, "6", "6", "click", button], check=True)
+
+
+def main():
+    unittest.main(testRunner=PromptRunner)

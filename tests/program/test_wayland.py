@@ -5,10 +5,9 @@ import os
 import random
 import shutil
 import subprocess
-import unittest
 import unittest.mock
 
-from driver import DrivenProgram, turn_until
+from driver import DrivenProgram, main
 
 
 class WaylandTest(DrivenProgram):
@@ -22,25 +21,20 @@ class WaylandTest(DrivenProgram):
         socket = self.home / "wayland"
         server, log = self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",
                                  env={**os.environ, "XDG_RUNTIME_DIR": str(self.home)})
-        self.assertTrue(turn_until(lambda: socket.exists() or server.poll() is not None))
+        self.await_that("the compositor", lambda: socket.exists() or server.poll() is not None)
         self.assertTrue(socket.exists(), log.read_text())
         os.environ["WAYLAND_DISPLAY"] = str(socket)
 
-    def start_x_server(self):
+    def start_own_x_server(self):
         """Not by the compositor, which looks for a free number and could take that of a person's display."""
-        os.environ["DISPLAY"] = f":{random.randrange(100, 32000)}"
-        ready, told = os.pipe()
-        _server, log = self.spawn("Xwayland", os.environ["DISPLAY"], "-displayfd", str(told), pass_fds=[told])
-        os.close(told)
-        with open(ready, encoding="ascii") as number:
-            self.assertEqual(f":{number.read().strip()}", os.environ["DISPLAY"], log.read_text())
+        _server, os.environ["DISPLAY"] = self.start_x_server("Xwayland", f":{random.randrange(100, 32000)}")
 
     def test_the_x_server_is_preferred_and_takes_the_icon(self):
-        self.start_x_server()
+        self.start_own_x_server()
         program = self.start_beside_tray()
         self.click_tray()
         search = ["xdotool", "search", "--onlyvisible", "--name", "^Skyfold$"]
-        self.assertTrue(turn_until(lambda: subprocess.call(search, stdout=subprocess.DEVNULL) == 0))
+        self.await_that("a window under X", lambda: subprocess.call(search, stdout=subprocess.DEVNULL) == 0)
         program.terminate()
         self.assert_ends(program, 0)
 
@@ -50,10 +44,10 @@ class WaylandTest(DrivenProgram):
                 program = self.start(**environment)
                 self.assert_says("ERROR: Tray icon failed to embed after retry")
                 self.find("frame", "Skyfold")
-                self.assertNotIn("Gtk-CRITICAL", self.said())
+                self.assertNotIn("Gtk-CRITICAL", self.said(), "what was printed")
                 program.terminate()
                 self.assert_ends(program, 0)
 
 
 if __name__ == "__main__":
-    unittest.main()
+    main()
