@@ -8,7 +8,6 @@ import os
 import pathlib
 import re
 import subprocess
-import sys
 import tempfile
 import time
 import unittest
@@ -25,18 +24,19 @@ PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much o
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
 # What stands in for the desktop: notes what it is asked, and refuses it where a file says so.
 DESKTOP = '#!/bin/sh\nprintf "%s\\n" "${0##*/} $*" >>"$HOME/desktop"\n[ ! -e "$HOME/refuse ${0##*/}" ]\n'
-
+UPDATED = "DEBUG: Async file status update complete."
 # Who prints what: threads and timers have no order between them. A line that fits none goes on with the one before.
 SOURCES = {
     "client": r"\[(SYNC|CLI Output)\]|DEBUG: (Launching|Cleaning|Current|Sync already|Application::on_sync)|Restarting sync",
     "ends of clients": r"(ERROR: Sync|OneDrive sync) process|ERROR: Failed to (launch|create|fork)",
     "states": r"DEBUG: (Loading|OneDrive CLI sync|Cached status|Loaded|Found skipped|No sync status|Async file)",
-    "icon": r".*(\b[tT]ray|system tray|[iI]con|[eE]mbed|notification area)",
-    "program": r"(DEBUG|E[rR][rR][oO][rR]|\(|[A-Z]\w+ (mode|environment|expand|create|to|from|toggle)\b)",
+    "icon": r".*(\b[tT]ray|[iI]con|[eE]mbed|notification area)",
+    "program": r"DEBUG|E[rR][rR][oO][rR]|\(|[A-Z]\w+ (mode|environment|expand|create|to|from|toggle)\b",
 }
 # What the theme, an installed icon and the toolkit's release decide; criticism of the program stays.
-CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|Theme (has|does)).*\n"
-            r"|\(.*:\d+\): (?!G(tk|Lib).*CRITICAL).*|(?<=pid: )[1-9]\d*|(?<=Tray icon created )from.*|(?<=:)\d+(?=\): )|\d\d:\d\d:\d\d\.\d+")
+CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|Theme (has|does)).*\n|(\*\* )?\(.*:\d+\): "
+            r"(?!G(tk|Lib).*CRITICAL).*|(?<=Tray icon created )from.*|(?<=:)\d+(?=\): )|\d\d:\d\d:\d\d\.\d+|(?<=pid: )[1-9]\d*"
+            r"|(MESA|lib[EG]|[Ww]eb[Kk]it).*\n")
 READ = ("alert", "dialog", "frame", "label", "list item", "menu", "menu item", "push button", "text")
 
 
@@ -55,8 +55,7 @@ def role_of(node):
 
 
 def search(node, role, name, state):
-    if (role_of(node) == role and name in (None, node.get_name())
-            and (state is None or node.get_state_set().contains(state))):
+    if role_of(node) == role and name in (None, node.get_name()) and (state is None or node.get_state_set().contains(state)):
         return node
     found = (search(node.get_child_at_index(i), role, name, state) for i in range(node.get_child_count()))
     return next(filter(None, found), None)
@@ -65,37 +64,28 @@ def search(node, role, name, state):
 def programs():
     desktop = Atspi.get_desktop(0)
     desktop.clear_cache()
-    ones = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
-    return [one for one in ones if one and one.get_name() == "skyfold"]
+    found = (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
+    return [one for one in found if one and one.get_name() == "skyfold"]
 
 
 def accessible(role, name=None, state=Atspi.StateType.SHOWING, below=None):
     """The accessible of that role, name and state in the program, or in a part of it; None where there is none."""
     try:
-        nodes = [below] if below else programs()
-        return next(filter(None, (search(node, role, name, state) for node in nodes)), None)
+        return next(filter(None, (search(node, role, name, state) for node in ([below] if below else programs()))), None)
     except (AttributeError, GLib.Error):  # it went while it was read
         return None
 
 
-def read_aloud(node):
+def read_aloud(node, is_program=False):
     """A line for each text that is on the screen, as a screen reader gets it."""
-    if role_of(node) != "application" and not node.get_state_set().contains(Atspi.StateType.SHOWING):
+    if not (is_program or node.get_state_set().contains(Atspi.StateType.SHOWING)):
         return
-    texts = [node.get_name(), node.get_description()]
-    if role_of(node) == "text":
-        texts = [Atspi.Text.get_text(node, 0, -1)]
-    if role_of(node) in READ and any(texts):
-        yield f"{role_of(node)}: {' | '.join(filter(None, texts))}\n"
+    role = role_of(node)
+    texts = [Atspi.Text.get_text(node, 0, -1)] if role == "text" else [node.get_name(), node.get_description()]
+    if role in READ and any(texts):
+        yield f"{role}: {' | '.join(filter(None, texts))}\n"
     for number in range(node.get_child_count()):
         yield from read_aloud(node.get_child_at_index(number))
-
-
-def read_windows():
-    try:
-        return "".join(line for node in programs() for line in read_aloud(node))
-    except (AttributeError, GLib.Error):
-        return "it changed while it was read\n"
 
 
 def make_home(home, settings=None):
@@ -104,7 +94,7 @@ def make_home(home, settings=None):
         (home / ".config" / name).mkdir(parents=True, exist_ok=True)
     if settings is not None:
         (home / ".config/onedrive/refresh_token").write_text("t")
-        (home / ".config/skyfold/config").write_bytes(os.fsencode(settings))
+        (home / ".config/skyfold/config").write_text(settings)
 
 
 def find_icon():
@@ -121,24 +111,13 @@ def clients():
     return subprocess.run(["pgrep", "-f", "onedrive-cli --"], text=True, stdout=subprocess.PIPE, check=False).stdout
 
 
-class Told(list):
-    """Failures, each of which is printed when it happens: a suite may be ended before its end."""
-    def append(self, failure):
-        super().append(failure)
-        print(f"\nFAIL: {failure[0]}\n{failure[1]}", file=sys.stderr, flush=True)
-
-
 class PromptResult(unittest.TextTestResult):
-    def __init__(self, *arguments, **options):
-        super().__init__(*arguments, **options)
-        self.failures, self.errors = Told(), Told()
-
-    def printErrors(self):
-        self.stream.writeln()
-
-
-class PromptRunner(unittest.TextTestRunner):
-    resultclass = PromptResult
+    """Prints each failure when it happens: a suite may be ended before its end."""
+    def _exc_info_to_string(self, err, test):
+        text = super()._exc_info_to_string(err, test)
+        self.stream.writeln(f"\nFAIL: {test}\n{text}")
+        return text
+    printErrors = unittest.TestResult.printErrors
 
 
 class DrivenProgram(unittest.TestCase):
@@ -149,7 +128,7 @@ class DrivenProgram(unittest.TestCase):
         self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         make_home(self.home)
         self.cloud = self.home / "Cloud"
-        self.seen = []  # headings and texts of the record
+        self.seen = []  # the record: what was seen, printed and written, each under its heading
         for name in ("xdg-open", "dbus-send"):
             self.write(f"bin/{name}", DESKTOP).chmod(0o755)
 
@@ -159,12 +138,11 @@ class DrivenProgram(unittest.TestCase):
         path.write_text(text)
         return path
 
-    def sign_in(self, settings="", entry=None):
-        """Makes it the home of a person who has signed in, with a folder where there is to be an entry in it."""
-        if entry:
+    def sign_in(self, settings="", *entries):
+        """Makes it the home of a person who has signed in, with a folder where there are to be entries in it."""
+        for entry in entries:
             self.write(self.cloud / entry)
-            settings = f"sync_dir={self.cloud}\n{settings}"
-        make_home(self.home, settings)
+        make_home(self.home, f"sync_dir={self.cloud}\n{settings}" if entries else settings)
 
     def expect_calls(self, *calls):
         """What the client must be asked, each as (arguments, steps, options...); that it was is checked at the end.
@@ -180,7 +158,6 @@ class DrivenProgram(unittest.TestCase):
         return ["--monitor", "--syncdir", str(folder or self.cloud), *options], [*steps], "cut_short"
 
     def await_call(self, number, step="completed"):
-        """Waits for that call of those expected to have got so far."""
         progress = self.home / "scenario.state"
         self.await_that(f"call {number} to be {step}",
                         lambda: progress.exists() and f"{number} {step}" in progress.read_text().splitlines())
@@ -226,79 +203,75 @@ class DrivenProgram(unittest.TestCase):
         return server, name
 
     def await_that(self, what, done, seconds=PATIENCE, outlived=False):
-        """Waits for `done()` and returns what is true of it. Fails with what it waited for, and does not wait on for a
-        program that is dead, unless that is `outlived`."""
-        def is_dead():
-            return not outlived and self.program is not None and self.program.poll() is not None
-        turn_until(lambda: done() or is_dead(), seconds)
-        if result := done():
-            return result
+        """Waits for `done()`, and not on for a program that is dead, unless that is `outlived`. Returns what is true, or
+        fails with what it waited for."""
+        turn_until(lambda: done() or not outlived and self.program and self.program.poll() is not None, seconds)
         status = self.program and self.program.poll()
-        state = "runs" if status is None else f"ended with status {status}"
-        return self.fail(f"waited in vain for {what}; the program {state}, and its last words are\n{self.said()[-2000:]}")
+        return done() or self.fail(f"waited in vain for {what}; the program {'runs' if status is None else f'ended: {status}'}, "
+                                   f"and its last words are\n{self.said()[-2000:]}")
+
+    def assert_same(self, name, approved, text):
+        diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), "approved", "now", lineterm="")
+        if approved != text:
+            self.fail("\n".join([f"{name} differs:", *diff, "the last words are", self.said()[-2000:]]))
 
     def assert_approved(self, name, text):
         """Compares a whole text with the one in tests/approved. Where APPROVE is set, that file is written as well."""
-        file = APPROVED / name
-        approved = file.read_text() if file.exists() else ""
+        approved = (APPROVED / name).read_text() if (APPROVED / name).exists() else ""
         if approved != text and "APPROVE" in os.environ:
-            file.write_text(text)
-        self.assert_same(approved, text, f"tests/approved/{name}")
-
-    def assert_same(self, approved, text, name):
-        diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), "approved", "now", lineterm="")
-        if approved != text:
-            self.fail("\n".join([f"{name} differs:", *diff, *([] if self.program is None else [self.said()[-2000:]])]))
-
-    def look(self, heading):
-        """Puts what a screen reader would read into the record, once that is what is approved under the heading."""
-        def wanted():
-            return approved == self.legible(read_windows())
-        file, name = APPROVED / self.record_name(), f"seen: {heading}"
-        approved = f"\n{file.read_text() if file.exists() else ''}".partition(f"\n==== {name}\n")[2].partition("====")[0]
-        turn_until(wanted, 2 if "APPROVE" in os.environ else PATIENCE)
-        text = self.legible(read_windows())
-        if "APPROVE" not in os.environ:
-            self.assert_same(approved, text, name)
-        self.seen.append((name, text))
+            (APPROVED / name).write_text(text)
+        self.assert_same(f"tests/approved/{name}", approved, text)
 
     def record_name(self):
         return f"program-{self.id().rpartition('.test_')[2].replace('_', '-')}.txt"
 
     def legible(self, text):
-        """Without what is different on every machine; bytes that are no text in their hexadecimal form."""
+        """Without what is different on every machine; bytes that are no text in hexadecimal form."""
         text = (text if isinstance(text, bytes) else os.fsencode(text)).decode(errors="backslashreplace")
         return text.replace("\0", "\\0").replace(str(self.home), "~")
 
     def note(self, heading, text):
-        self.seen.append((heading, self.legible(text)))
+        self.seen.append(f"==== {self.legible(heading)}\n{self.legible(text)}")
 
-    def note_printed(self, heading=""):
-        """What was printed, by whom, in the order of each."""
-        text = re.sub(CHANGING, "", self.legible(self.log.read_bytes()))
+    def look(self, heading):
+        """Puts what a screen reader would read into the record, once that is what is approved under the heading."""
+        def read():
+            try:
+                return self.legible("".join(line for node in programs() for line in read_aloud(node, True)))
+            except (AttributeError, GLib.Error):
+                return "it changed while it was read\n"
+        file, approving = APPROVED / self.record_name(), "APPROVE" in os.environ
+        approved = f"\n{file.read_text() if file.exists() else ''}".partition(f"\n==== seen: {heading}\n")[2].partition("====")[0]
+        turn_until(lambda: read() == approved, 2 if approving else PATIENCE)
+        text = read()
+        self.assert_same(f"what is seen, {heading},", text if approving else approved, text)
+        self.note(f"seen: {heading}", text)
+
+    def note_printed(self, heading="", sources=SOURCES):
+        """What was printed by those, in the order of each."""
         lines, source = {name: "" for name in SOURCES}, "program"
-        for line in text.splitlines(keepends=True):
+        for line in re.sub(CHANGING, "", self.legible(self.log.read_bytes())).splitlines(keepends=True):
             source = next((name for name, start in SOURCES.items() if re.match(start, line)), source)
             lines[source] += line if line.strip() else ""
-        for name, printed in lines.items():
-            if printed:
-                self.note(f"printed: {name}{heading}", printed)
+        for name in filter(lines.get, sources):
+            self.note(f"printed: {name}{heading}", lines[name])
 
     def note_files(self):
-        """All that was written below the home, with its mode, and what the desktop was asked."""
-        for below in ("Cloud", ".config/skyfold", ".config/onedrive", ".config/autostart", "desktop"):
+        """All that was written, with its mode, and what the desktop was asked."""
+        for below in (self.cloud, ".config/skyfold", ".config/onedrive", ".config/autostart", "desktop"):
             for path in sorted(path for path in (self.home / below, *(self.home / below).rglob("*")) if path.is_file()):
                 text = path.read_bytes()
-                self.note(f"file: {path} ({path.stat().st_mode & 0o7777:o})", text + (b"(no line end)\n" if text[-1:] != b"\n" else b""))
+                self.note(f"file: {path} ({path.stat().st_mode & 0o7777:o})", text + b"(no line end)\n" * (text[-1:] != b"\n"))
 
     def assert_recorded(self):
-        self.assert_approved(self.record_name(), "".join(f"==== {self.legible(name)}\n{text}" for name, text in self.seen))
-
-    def assert_day(self, program, status=0):
-        """The program ends now, and all that was seen, printed and written is what is approved."""
-        self.assert_ends(program, status)
-        self.note_printed()
+        """All that was seen and written, and printed where that was noted, is what is approved."""
         self.note_files()
+        self.assert_approved(self.record_name(), "".join(self.seen))
+
+    def assert_day(self, program, sources=SOURCES):
+        """The program ends now."""
+        self.assert_ends(program, 0)
+        self.note_printed("", sources)
         self.assert_recorded()
 
     def said(self):
@@ -320,22 +293,24 @@ class DrivenProgram(unittest.TestCase):
                                   stdout=subprocess.PIPE, check=False)
             self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
 
-    def assert_file(self, path, text):
-        """Waits for what a file holds to be that text."""
-        def read():
-            return path.read_text(errors="surrogateescape") if path.is_file() else None
-        turn_until(lambda: read() == text)
-        self.assertEqual(read(), text, f"what {path} holds")
+    def do(self, *steps):
+        """Steps in their order, each the name of one of these methods and its arguments, with bars between them."""
+        for step in steps:
+            name, _, arguments = step.partition(" ")
+            getattr(self, name)(*filter(None, arguments.split(" | ")))
 
     def find(self, role, name, state=Atspi.StateType.SHOWING):
         return self.await_that(f"{role} {name!r}", lambda: accessible(role, name, state))
+
+    def find_active(self, role, name):
+        return self.find(role, name, Atspi.StateType.ACTIVE)
 
     def assert_gone(self, role, name):
         self.await_that(f"{role} {name!r} to go", lambda: not (accessible(role, name) or accessible(role, name)))
 
     def press(self, role, name, *keys):
         """Presses keys as soon as the window of that role and name has the keyboard."""
-        self.find(role, name, Atspi.StateType.ACTIVE)
+        self.find_active(role, name)
         subprocess.run(["xdotool", "key", *keys], check=True)
 
     def dismiss(self, name, key="Return"):
@@ -345,12 +320,16 @@ class DrivenProgram(unittest.TestCase):
     def close(self, name):
         """Closes a window from the keyboard, like a person looking and pressing again: the window manager may miss a
         key while it is still busy with a window that has just come."""
-        self.find("frame", name, Atspi.StateType.ACTIVE)
+        self.find_active("frame", name)
 
         def closed():
             subprocess.run(["xdotool", "key", "alt+F4"], check=True)
             return turn_until(lambda: not accessible("frame", name), 2)
         self.await_that(f"{name!r} to close", closed, outlived=True)
+
+    def activate(self, role, name):
+        """As a screen reader does it, also behind a dialog that the pointer does not get past."""
+        self.find(role, name, None).do_action(0)
 
     def point(self, role, name, *then):
         """Moves the pointer onto it, and does there what xdotool is told. It looks twice, like a person: what has just
@@ -375,4 +354,4 @@ class DrivenProgram(unittest.TestCase):
 
 
 def main():
-    unittest.main(testRunner=PromptRunner)
+    unittest.main(testRunner=type("PromptRunner", (unittest.TextTestRunner,), {"resultclass": PromptResult}))
