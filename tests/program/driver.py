@@ -207,8 +207,8 @@ class DrivenProgram(unittest.TestCase):
         fails with what it waited for."""
         turn_until(lambda: done() or not outlived and self.program and self.program.poll() is not None, seconds)
         status = self.program and self.program.poll()
-        return done() or self.fail(f"waited in vain for {what}; the program {'runs' if status is None else f'ended: {status}'}, "
-                                   f"and its last words are\n{self.said()[-2000:]}")
+        state = "runs" if status is None else f"ended with status {status}"
+        return done() or self.fail(f"waited in vain for {what}; the program {state}; its last words are\n{self.said()[-2000:]}")
 
     def assert_same(self, name, approved, text):
         diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), "approved", "now", lineterm="")
@@ -217,10 +217,13 @@ class DrivenProgram(unittest.TestCase):
 
     def assert_approved(self, name, text):
         """Compares a whole text with the one in tests/approved. Where APPROVE is set, that file is written as well."""
-        approved = (APPROVED / name).read_text() if (APPROVED / name).exists() else ""
+        approved = self.approved(name)
         if approved != text and "APPROVE" in os.environ:
             (APPROVED / name).write_text(text)
         self.assert_same(f"tests/approved/{name}", approved, text)
+
+    def approved(self, name):
+        return (APPROVED / name).read_text() if (APPROVED / name).exists() else ""
 
     def record_name(self):
         return f"program-{self.id().rpartition('.test_')[2].replace('_', '-')}.txt"
@@ -240,8 +243,8 @@ class DrivenProgram(unittest.TestCase):
                 return self.legible("".join(line for node in programs() for line in read_aloud(node, True)))
             except (AttributeError, GLib.Error):
                 return "it changed while it was read\n"
-        file, approving = APPROVED / self.record_name(), "APPROVE" in os.environ
-        approved = f"\n{file.read_text() if file.exists() else ''}".partition(f"\n==== seen: {heading}\n")[2].partition("====")[0]
+        approving, whole = "APPROVE" in os.environ, self.approved(self.record_name())
+        approved = whole.partition(f"==== seen: {heading}\n")[2].partition("====")[0]
         turn_until(lambda: read() == approved, 2 if approving else PATIENCE)
         text = read()
         self.assert_same(f"what is seen, {heading},", text if approving else approved, text)

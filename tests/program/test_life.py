@@ -118,7 +118,8 @@ class LifeTest(DrivenProgram):
         self.write("lib/libwebkit2gtk-4.1.so.0")
         for case, steps in (("refused", [{"print": "AADSTS70000, or all is well\0\udcff"}]),
                             ("no engine", [{"print": f"Visit {ADDRESS}\n"}, HANG])):
-            self.expect_calls((SIGN_IN, [{"print": "You will need to issue a --reauth"}, {"exit": 1}]), (RENEW, steps, "cut_short"))
+            first = SIGN_IN, [{"print": "You will need to issue a --reauth"}, {"exit": 1}]
+            self.expect_calls(first, (RENEW, steps, "cut_short"))
             program = self.start(LD_LIBRARY_PATH=f"{self.home}/lib")
             self.do("find_active alert | Login Error", f"look {case}")
             if case == "refused":

@@ -132,7 +132,8 @@ class ProgramTest(DrivenProgram):
         self.sign_in("", "a")
         self.expect_calls(
             (self.monitor()[0], [{"wait_for": "{home}/go"}, {"print": "... a --resync is required\n"}, {"exit": 0}]),
-            (self.monitor(options=["--resync", "--resync-auth"])[0], [{"print": "--resync needed \u00fc\udcff\0"}, {"exit": 126}]),
+            (self.monitor(options=["--resync", "--resync-auth"])[0],
+             [{"print": "--resync needed \u00fc\udcff\0"}, {"exit": 126}]),
             (self.monitor()[0], [{"exit": 5}]))
         program = self.start_with_window("--daemon")
         self.do("write go", "find_active alert | Sync Process Error", "look a resync that failed",

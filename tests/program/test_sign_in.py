@@ -88,7 +88,8 @@ class SignInTest(DrivenProgram):
             text = re.sub("(?<=code_challenge=|.code_verifier=)[-_.~A-Za-z0-9]{43,}", "(one of its own)", f"{path}\n{body}")
             told = ("User-Agent", "Accept", "Cookie", "Authorization", "Content-Type") if command == "POST" else ()
             if path.startswith(("/common", "/elsewhere")):
-                self.note(f"request{case}", f"{command} {text}\n" + "".join(f"{one}: {headers[one]}\n" for one in told if one in headers))
+                text += "".join(f"\n{name}: {headers[name]}" for name in told if name in headers)
+                self.note(f"request{case}", f"{command} {text}\n")
 
     def finish(self, program):
         """The sync runs; ends the program."""
