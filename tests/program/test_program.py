@@ -119,6 +119,7 @@ class ProgramTest(DrivenProgram):
         self.flip("Start on login", "autostart=false")
         self.do("activate menu item | Enable Sync", "find_active alert | Sync Process Error", "look sync switched off")
         self.await_that("the client's end", lambda: not clients())
+        self.note("settings by then", (self.home / ".config/skyfold/config").read_bytes())
         self.do("dismiss Sync Process Error", "activate menu item | Enable Sync")
         self.await_call(1)
         self.do("click_tray", "assert_gone frame | Skyfold", "click_tray 3", "look the icon's menu",
