@@ -72,7 +72,7 @@ class LifeTest(DrivenProgram):
                 self.do("press frame | Skyfold | r", f"press alert | {SURE} | alt+y", f"find_active alert | {ALSO}")
             program.send_signal(number)
             self.assert_ends(program, 0)
-            self.note_printed(f", {number.name}", ["client", "program"])
+            self.note_printed(f", {number.name}", ["client"])
         self.assert_recorded()
 
     def test_display_that_goes_away_leaves_no_client(self):

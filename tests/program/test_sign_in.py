@@ -16,7 +16,7 @@ import threading
 import unittest
 from urllib.parse import quote
 
-from driver import HANG, DrivenProgram, clients, main
+from driver import HANG, TRAYER, DrivenProgram, clients, main
 
 HOST = "login.microsoftonline.com"
 AUTHORISE, NATIVE, TOKEN = (f"/common/oauth2/{end}" for end in ("v2.0/authorize", "nativeclient", "v2.0/token"))
@@ -60,6 +60,7 @@ class Answer(http.server.BaseHTTPRequestHandler):
 class SignInTest(DrivenProgram):
     def setUp(self):
         super().setUp()
+        self.spawn(*TRAYER)  # else the main window comes in between, by itself
         self.double = http.server.ThreadingHTTPServer(("127.0.0.1", 443), Answer)
         self.double.daemon_threads = True  # the engine keeps connections for later
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
