@@ -99,9 +99,9 @@ void Application::launch_sync_process(const std::string& sync_dir, bool resync) 
 void Application::report_failed_launch() {
     print_error("ERROR: Failed to launch sync process.");
     m_sync_process_pid = none;
-    for (auto* window : get_windows())
+    for (auto* window : Gtk::Window::list_toplevels()) // hidden, it is not one of get_windows() any more
         if (main_window == nullptr && dynamic_cast<SettingsWindow*>(window) != nullptr) {
-            window->show(); // the very first launch: nothing else would lead to the program
+            window->present(); // the very first launch: nothing else leads to the program
             login_window = window;
         }
 }
