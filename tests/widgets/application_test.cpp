@@ -140,7 +140,7 @@ TEST_F(ApplicationTest, SyncEnds) {
                 [this] {
                     application.quit_sync_process();
                     settle(ApplicationProbe::login_pid(application) > 0 ? 1 : 0);
-                    for (auto* dialog : dialogs())
+                    for (auto* dialog : open_dialogs())
                         dialog->response(Gtk::RESPONSE_OK);
                 },
                 ApplicationProbe::login_pid(application) > 0 ? 1 : 0);

@@ -123,6 +123,11 @@ inline std::string answers(const std::string& dump, const std::string& config = 
     return call("--display-sync-status", says(dump)) + call("--display-config", says(config));
 }
 
+inline void close_dialogs() {
+    for (auto* dialog : open_dialogs())
+        dialog->response(Gtk::RESPONSE_NONE);
+}
+
 /// A home and an application registered under it. Each client was called as expected, no otherwise.
 class ShellTest : public testing::Test {
   protected:
@@ -145,15 +150,16 @@ class ShellTest : public testing::Test {
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
         EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
-        for (auto* dialog : dialogs()) // tells the end of the client
+        for (auto* dialog : open_dialogs()) // tells the end of the client
             dialog->response(Gtk::RESPONSE_OK);
         delete std::exchange(ApplicationProbe::main_window(application), nullptr);
         EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
     }
 
     void check_calls() const {
-        if (fs::exists(home.file("scenario")))
+        if (fs::exists(home.file("scenario"))) {
             EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
+        }
     }
 
     void expect_calls(const std::string& calls) {
@@ -182,19 +188,11 @@ class ShellTest : public testing::Test {
         return dynamic_cast<FileRow&>(*SkyfoldProbe::list(window).get_children().at(index));
     }
 
-    static std::vector<Gtk::Dialog*> dialogs() {
-        std::vector<Gtk::Dialog*> open;
-        for (auto* window : Gtk::Window::list_toplevels())
-            if (auto* dialog = dynamic_cast<Gtk::Dialog*>(window); dialog != nullptr && dialog->get_visible())
-                open.push_back(dialog);
-        return open;
-    }
-
     /// Does what asks; each dialog goes into the day and gets the next of the answers.
     void ask(const std::function<void()>& what, std::vector<int> given) {
         sigc::connection answering = Glib::signal_timeout().connect(
             [&] {
-                if (const auto open = dialogs(); !open.empty() && !given.empty()) {
+                if (const auto open = open_dialogs(); !open.empty() && !given.empty()) {
                     day += with_names(shown(*open.front()));
                     const int next = given.front();
                     given.erase(given.begin());
