@@ -11,9 +11,9 @@
 #include "ui/skyfold.h"
 #include "ui/status_cache.h"
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
-#include <fstream>
 #include <functional>
 #include <glibmm/main.h>
 #include <thread>
@@ -36,11 +36,8 @@ inline void wait_for(const std::string& what, const std::function<bool()>& done,
 /// The threads that the program has made: they bear its name, and those of the toolkit names of their own.
 inline int own_threads() {
     int found = 0;
-    for (const auto& task : fs::directory_iterator("/proc/self/task")) {
-        std::ifstream file(task.path() / "comm");
-        const std::string name(std::istreambuf_iterator<char>(file), {});
-        found += name == read_file("/proc/self/comm") ? 1 : 0;
-    }
+    for (const auto& task : fs::directory_iterator("/proc/self/task"))
+        found += read_file(task.path() / "comm") == read_file("/proc/self/comm") ? 1 : 0;
     return found;
 }
 inline const int threads_at_rest = own_threads();
@@ -58,16 +55,14 @@ struct ApplicationProbe {
     static void reset(Application& application) {
         application.config = ConfigManager();
         application.daemon_mode = false;
-        application.login_window = nullptr;
-        application.main_window = nullptr;
-        application.m_sync_process_pid = 0;
+        application.login_window = application.main_window = nullptr;
+        application.m_sync_process_pid = application.login_pid = 0;
     }
     static auto& pid(Application& application) { return application.m_sync_process_pid; }
     static auto& config(Application& application) { return application.config; }
     static auto& login_window(Application& application) { return application.login_window; }
     static auto& main_window(Application& application) { return application.main_window; }
-    static auto& login_instance(Application& application) { return application.login_instance; }
-    static auto& login_pid(Application& application) { return application.login_pid; }
+    static auto& attempt(Application& application) { return application.login_instance; }
     static void on_token_saved(Application& application, int attempt) { application.on_token_saved(attempt); }
 };
 
@@ -75,7 +70,7 @@ struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
     static auto& settings_menu(Skyfold& window) { return *window.settings_menu; }
-    static auto& icon(Skyfold& window) { return window.tray_icon; }
+    static auto& icon(Skyfold& window) { return *window.tray_icon.operator->(); }
     static std::string line(Skyfold& window) {
         std::string text = window.status_label.get_text().raw();
         for (auto* each : {window.sync_switch, window.autostart_switch, window.notifications_switch})
@@ -89,7 +84,6 @@ struct SkyfoldProbe {
 
 struct RowProbe {
     static auto buttons(FileRow& row) { return row.action_box.get_children(); }
-    static auto page(FileRow& row) { return row.action_stack.get_visible_child_name(); }
     static auto* pointed_at(FileRow& row) { return row.event_box.gobj(); }
 };
 
@@ -150,9 +144,8 @@ class ShellTest : public testing::Test {
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
         EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
-        for (auto* dialog : open_dialogs()) // tells the end of the client
-            dialog->response(Gtk::RESPONSE_OK);
-        delete std::exchange(ApplicationProbe::main_window(application), nullptr);
+        close_dialogs(); // one tells the end of the client
+        delete std::exchange(main_window, nullptr);
         EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
     }
 
@@ -170,39 +163,37 @@ class ShellTest : public testing::Test {
     }
 
     void wait_for_file(const std::string& name, bool turning = true) {
-        wait_for(
-            "the file " + name, [&] { return fs::exists(home.file(name)); }, turning);
+        const auto exists = [&] { return fs::exists(home.file(name)); };
+        wait_for("the file " + name, exists, turning);
     }
 
     Skyfold& make_window(const std::string& calls = answers("")) {
         expect_calls(calls);
         forget_status_cache();
-        auto*& window = ApplicationProbe::main_window(application);
-        window = new Skyfold(&application, folder);
-        window->show();
+        main_window = new Skyfold(&application, folder);
+        main_window->show();
         settle();
-        return *window;
+        return *main_window;
     }
 
-    static FileRow& row(Skyfold& window, int index) {
-        return dynamic_cast<FileRow&>(*SkyfoldProbe::list(window).get_children().at(index));
+    FileRow& row(std::size_t index) {
+        return dynamic_cast<FileRow&>(*SkyfoldProbe::list(*main_window).get_children().at(index));
     }
 
     /// Does what asks; each dialog goes into the day and gets the next of the answers.
-    void ask(const std::function<void()>& what, std::vector<int> given) {
-        sigc::connection answering = Glib::signal_timeout().connect(
-            [&] {
-                if (const auto open = open_dialogs(); !open.empty() && !given.empty()) {
-                    day += with_names(shown(*open.front()));
-                    const int next = given.front();
-                    given.erase(given.begin());
-                    next == Gtk::RESPONSE_NONE ? close_dialogs() : open.front()->response(next);
-                }
-                return true;
-            },
-            5);
+    void ask(const std::function<void()>& what, const std::vector<int>& answers) {
+        std::size_t given = 0;
+        const auto answer = [&] {
+            if (const auto open = open_dialogs(); !open.empty() && given < answers.size()) {
+                day += with_names(shown(*open.front()));
+                const int next = answers[given++];
+                next == Gtk::RESPONSE_NONE ? close_dialogs() : open.front()->response(next);
+            }
+            return true;
+        };
+        sigc::connection answering = Glib::signal_timeout().connect(answer, 5);
         what();
-        wait_for("a dialog", [&] { return given.empty(); });
+        wait_for("a dialog", [&] { return given == answers.size(); });
         answering.disconnect();
     }
 
@@ -213,43 +204,40 @@ class ShellTest : public testing::Test {
     /// All that a person finds, and the next start of the program.
     std::string state() {
         const auto one_line = [](const std::string& text) { return replaced(text, "\n", "|") + "\n"; };
-        const int pid = ApplicationProbe::pid(application);
         std::string text = std::string("client: ") + (pid > 0 ? "runs" : pid < 0 ? "starts" : "none") + "\n";
-        for (const char* name : {"skyfold/config", "onedrive/config", "onedrive/refresh_token",
-                                 "onedrive/.lock", "autostart/skyfold.desktop"})
-            if (const auto file = read_file(home.file(std::string(".config/") + name)))
-                text += std::string(name) + ": " + one_line(*file);
-        for (const char* name : {"calls", "OneDrive"})
+        for (const std::string name :
+             {".config/skyfold/config", ".config/onedrive/config", ".config/onedrive/refresh_token",
+              ".config/onedrive/.lock", ".config/autostart/skyfold.desktop", "calls", "OneDrive"})
             if (fs::exists(home.file(name)))
-                text += std::string(name) + ": " + one_line(read_file(home.file(name)).value_or("is there"));
-        if (auto* window = ApplicationProbe::main_window(application)) {
-            text += "main window: " + SkyfoldProbe::line(*window) + "\n";
-            for (auto* each : SkyfoldProbe::list(*window).get_children())
-                text += "row " + dynamic_cast<FileRow*>(each)->get_full_path() + ": " +
-                        dynamic_cast<FileRow*>(each)->get_status_text().raw() + "\n";
-        }
+                text += name + ": " + one_line(read_file(home.file(name)).value_or("is there"));
+        if (main_window != nullptr)
+            text += "main window: " + SkyfoldProbe::line(*main_window) + "\n";
+        for (std::size_t i = 0;
+             main_window != nullptr && i < SkyfoldProbe::list(*main_window).get_children().size(); ++i)
+            text += "row " + row(i).get_full_path() + ": " + row(i).get_status_text().raw() + "\n";
         for (auto* window : Gtk::Window::list_toplevels()) {
             const auto* dialog = dynamic_cast<Gtk::MessageDialog*>(window);
-            if (window->get_visible() && (dialog != nullptr || !window->get_title().empty()))
-                text += (window == ApplicationProbe::login_window(application) ? "in front: " : "open: ") +
-                        (dialog == nullptr ? window->get_title().raw() + "\n"
-                                           : one_line(dialog->property_text().get_value().raw() + ": " +
-                                                      dialog->property_secondary_text().get_value().raw()));
+            const std::string title = dialog == nullptr
+                                          ? window->get_title().raw()
+                                          : dialog->property_text().get_value().raw() + ": " +
+                                                dialog->property_secondary_text().get_value().raw();
+            if (window->get_visible() && !title.empty())
+                text += (window == login_window ? "in front: " : "open: ") + one_line(title);
         }
         return with_names(text);
     }
 
     /// One step of the day, which is compared with the approved one at the end: what it changed and printed.
-    void step(const std::string& name, const std::function<void()>& act, int clients = 0) {
+    void step(const std::string& name, int clients, const std::function<void()>& act) {
         testing::internal::CaptureStderr();
         std::string failure;
-        sigc::connection watch = Glib::signal_timeout().connect_seconds(
-            [&] {
-                failure = "a dialog that nobody expects: " + state();
-                close_dialogs(); // else its own loop would go on
-                return true;
-            },
-            static_cast<unsigned>(patience));
+        const auto give_up = [&] {
+            failure = "a dialog that nobody expects: " + state();
+            close_dialogs(); // else its own loop would go on
+            return true;
+        };
+        sigc::connection watch =
+            Glib::signal_timeout().connect_seconds(give_up, static_cast<unsigned>(patience));
         try {
             act();
             settle(clients);
@@ -260,12 +248,20 @@ class ShellTest : public testing::Test {
         const auto printed = testing::internal::GetCapturedStderr();
         if (!failure.empty())
             throw std::runtime_error(name + ": " + failure + "\n" + printed);
-        day += with_names(name) + "\n" + changed_lines(last_state, state());
-        last_state = state();
+        const auto before = std::exchange(last_state, state());
+        day += with_names(name) + "\n" + changed_lines(before, last_state);
         for_each_line(printed, [this](std::string_view line) {
             if (!line.empty() && !line.starts_with('(') && !contains(line, "ray icon")) // not the toolkit's
                 day.append("! ").append(with_names(std::string(line))).append("\n");
         });
+    }
+
+    void step(const std::string& name, const std::function<void()>& act) { step(name, 0, act); }
+
+    /// Asks for a sync and waits until its client has made a file of that name.
+    void start(const std::string& name) {
+        application.on_sync_started(folder);
+        wait_for_file(name);
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -279,6 +275,10 @@ class ShellTest : public testing::Test {
 
     TestHome home;
     Application& application = shared_application();
+    std::int32_t& pid = ApplicationProbe::pid(application);
+    ConfigManager& config = ApplicationProbe::config(application);
+    Gtk::Window*& login_window = ApplicationProbe::login_window(application);
+    Skyfold*& main_window = ApplicationProbe::main_window(application);
     std::string folder = home.file("OneDrive");
     std::string day;
     std::string last_state;

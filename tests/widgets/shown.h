@@ -17,20 +17,15 @@
 
 /// Of widgets; and of their places in their parents. What has its default value is not told.
 inline constexpr std::string_view widget_properties =
-    "title program-name version copyright comments license website website-label authors documenters artists "
-    "logo-icon-name message-type label text secondary-text use-markup secondary-use-markup use-underline "
-    "icon-name "
-    "icon-size tooltip-text active state sensitive default-width default-height border-width window-position "
-    "modal "
-    "resizable transient-for attach-widget accel-widget orientation spacing homogeneous halign valign "
-    "hexpand "
-    "vexpand margin-start margin-end margin-top margin-bottom width-request height-request xalign "
-    "width-chars "
-    "ellipsize wrap wrap-mode single-line-mode selectable relief right-justified selection-mode "
-    "hscrollbar-policy "
-    "vscrollbar-policy shadow-type visible-child-name transition-type transition-duration editable "
-    "visibility "
-    "cursor-visible truncate-multiline max-length opacity";
+    "title program-name version copyright comments license website website-label authors documenters "
+    "artists logo-icon-name message-type label text secondary-text use-markup secondary-use-markup "
+    "use-underline icon-name icon-size tooltip-text active state sensitive default-width "
+    "default-height border-width window-position modal resizable transient-for attach-widget "
+    "accel-widget orientation spacing homogeneous halign valign hexpand vexpand margin-start "
+    "margin-end margin-top margin-bottom width-request height-request xalign width-chars ellipsize "
+    "wrap wrap-mode single-line-mode selectable relief right-justified selection-mode "
+    "hscrollbar-policy vscrollbar-policy shadow-type visible-child-name transition-type "
+    "transition-duration editable visibility cursor-visible truncate-multiline max-length opacity";
 inline constexpr std::string_view place_properties = "expand fill padding pack-type name";
 
 inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
@@ -43,41 +38,47 @@ inline std::string type_name(gconstpointer object) {
     return replaced(replaced(G_OBJECT_TYPE_NAME(object), "gtkmm__", ""), "Gtk", "");
 }
 
-inline std::string value_text(GParamSpec* spec, const GValue* value) {
-    if (G_VALUE_HOLDS_OBJECT(value))
-        return type_name(g_value_get_object(value));
-    if (G_VALUE_HOLDS_ENUM(value))
-        return g_enum_get_value(G_PARAM_SPEC_ENUM(spec)->enum_class, g_value_get_enum(value))->value_nick;
-    g_autofree char* contents = g_strdup_value_contents(value);
-    return contents;
-}
-
-/// A property, as far as it has not its default value; `read` reads it.
-inline std::string property_text(GParamSpec* spec, const auto& read) {
-    if (spec == nullptr)
-        return "";
-    GValue value = G_VALUE_INIT;
-    read(spec->name, g_value_init(&value, spec->value_type));
+/// Those properties of a widget, or of its place in its parent, that have not their default value.
+inline std::string told(std::string_view names, GtkWidget* widget, GtkWidget* parent) {
     std::string text;
-    if (g_param_value_defaults(spec, &value) == FALSE)
-        text = std::string(" ") + spec->name + "=" + value_text(spec, &value);
-    g_value_unset(&value);
+    for_each_piece(names, ' ', [&](std::string_view piece) {
+        const std::string name(piece);
+        auto* type = G_OBJECT_GET_CLASS(parent != nullptr ? parent : widget);
+        auto* found = parent != nullptr ? gtk_container_class_find_child_property(type, name.c_str())
+                                        : g_object_class_find_property(type, name.c_str());
+        GValue value = G_VALUE_INIT;
+        if (found == nullptr)
+            return;
+        if (g_value_init(&value, found->value_type); parent != nullptr)
+            gtk_container_child_get_property(GTK_CONTAINER(parent), widget, name.c_str(), &value);
+        else
+            g_object_get_property(G_OBJECT(widget), name.c_str(), &value);
+        g_autofree char* contents = g_strdup_value_contents(&value);
+        if (g_param_value_defaults(found, &value) == FALSE)
+            text += " " + name + "=" +
+                    (G_VALUE_HOLDS_OBJECT(&value) ? type_name(g_value_get_object(&value))
+                     : G_VALUE_HOLDS_ENUM(&value)
+                         ? g_enum_get_value(G_PARAM_SPEC_ENUM(found)->enum_class, g_value_get_enum(&value))
+                               ->value_nick
+                         : contents);
+        g_value_unset(&value);
+    });
     return text;
 }
 
 /// A picture by the name of the icon that has the same pixels.
-inline std::string picture_name(GtkImage* image) {
-    if (gtk_image_get_storage_type(image) != GTK_IMAGE_PIXBUF)
+inline std::string picture_name(GtkWidget* image) {
+    if (!GTK_IS_IMAGE(image) || gtk_image_get_storage_type(GTK_IMAGE(image)) != GTK_IMAGE_PIXBUF)
         return "";
-    const Glib::RefPtr<Gtk::StyleContext> style = Glib::wrap(GTK_WIDGET(image))->get_style_context();
-    const auto pixels = [](const Glib::RefPtr<Gdk::Pixbuf>& of) {
-        return std::string(reinterpret_cast<const char*>(of->get_pixels()), of->get_byte_length());
+    const auto pixels = [](GdkPixbuf* of) {
+        return std::string(reinterpret_cast<const char*>(gdk_pixbuf_read_pixels(of)),
+                           gdk_pixbuf_get_byte_length(of));
     };
-    const auto picture = pixels(Glib::wrap(gtk_image_get_pixbuf(image), true));
     for (const char* name : {"folder", "text-x-generic", "emblem-synchronizing-symbolic"}) {
         auto icon = Gtk::IconTheme::get_default()->lookup_icon(name, 22, Gtk::ICON_LOOKUP_USE_BUILTIN);
         bool symbolic = false;
-        if (icon && pixels(icon.load_symbolic(style, symbolic)) == picture)
+        const auto drawn = icon.load_symbolic(Glib::wrap(image)->get_style_context(), symbolic);
+        if (pixels(drawn->gobj()) == pixels(gtk_image_get_pixbuf(GTK_IMAGE(image))))
             return std::string(" picture=") + name;
     }
     return " picture=(another)";
@@ -98,28 +99,15 @@ inline std::string accelerators(GtkWidget* widget) {
 
 inline std::string line_of(GtkWidget* widget, GtkWidget* parent) {
     auto text = type_name(widget) + (gtk_widget_get_visible(widget) != FALSE ? "" : " hidden");
-    for_each_piece(widget_properties, ' ', [&](std::string_view piece) {
-        text += property_text(
-            g_object_class_find_property(G_OBJECT_GET_CLASS(widget), std::string(piece).c_str()),
-            [&](auto* name, auto* value) { g_object_get_property(G_OBJECT(widget), name, value); });
-    });
-    for_each_piece(place_properties, ' ', [&](std::string_view piece) {
-        if (!GTK_IS_CONTAINER(parent))
-            return;
-        text += property_text(
-            gtk_container_class_find_child_property(G_OBJECT_GET_CLASS(parent), std::string(piece).c_str()),
-            [&](auto* name, auto* value) {
-                gtk_container_child_get_property(GTK_CONTAINER(parent), widget, name, value);
-            });
-    });
+    text += told(widget_properties, widget, nullptr);
+    if (GTK_IS_CONTAINER(parent))
+        text += told(place_properties, widget, parent);
     for (const char* name : {"dim-label", "even", "odd", "image-button"})
         if (gtk_style_context_has_class(gtk_widget_get_style_context(widget), name) != FALSE)
             text += std::string(" class=") + name;
-    if (GTK_IS_IMAGE(widget))
-        text += picture_name(GTK_IMAGE(widget));
-    auto* accessible = gtk_widget_get_accessible(widget);
-    const char* name = atk_object_get_name(accessible);
-    const char* description = atk_object_get_description(accessible);
+    const char* name = atk_object_get_name(gtk_widget_get_accessible(widget));
+    const char* description = atk_object_get_description(gtk_widget_get_accessible(widget));
+    text += picture_name(widget);
     if (name != nullptr && !GTK_IS_LABEL(widget) && !GTK_IS_IMAGE(widget)) // theirs is the toolkit's
         text += std::string(" named=\"") + name + "\"";
     if (description != nullptr && Glib::wrap(widget)->get_tooltip_text() != description)
@@ -127,30 +115,24 @@ inline std::string line_of(GtkWidget* widget, GtkWidget* parent) {
     return text + accelerators(widget) + "\n";
 }
 
-/// What of the widget the program made; of a dialog, which the toolkit makes, only what was put into it.
-inline std::vector<Gtk::Widget*> made_inside(Gtk::Widget& widget) {
-    if (auto* dialog = dynamic_cast<Gtk::MessageDialog*>(&widget))
-        return dialog->get_message_area()->get_children();
-    auto* container = dynamic_cast<Gtk::Container*>(&widget);
-    const auto* button = dynamic_cast<Gtk::Button*>(&widget);
-    if (container == nullptr || dynamic_cast<Gtk::AboutDialog*>(&widget) != nullptr ||
-        (button != nullptr && !button->get_label().empty()))
-        return {};
-    auto children = container->get_children();
-    if (auto* item = dynamic_cast<Gtk::MenuItem*>(&widget); item != nullptr && item->has_submenu())
-        children.push_back(item->get_submenu());
-    return children;
-}
-
-/// The widget and all in it, menus as well.
+/// The widget and all that the program put into it, menus as well.
 inline std::string shown(Gtk::Widget& widget, const std::string& indent = "", GtkWidget* parent = nullptr) {
     std::string text = indent + line_of(widget.gobj(), parent);
-    if (auto* dialog = dynamic_cast<Gtk::MessageDialog*>(&widget))
+    auto* inside = dynamic_cast<Gtk::Container*>(&widget);
+    if (auto* dialog = dynamic_cast<Gtk::MessageDialog*>(&widget)) {
         for (int answer = GTK_RESPONSE_HELP; answer < 0; ++answer)
             if (auto* button = dynamic_cast<Gtk::Button*>(dialog->get_widget_for_response(answer)))
                 text += "  [" + button->get_label().raw() + "]" +
                         (dialog->get_focus() == button ? " has the focus\n" : "\n");
-    for (auto* child : made_inside(widget))
+        inside = dialog->get_message_area();
+    }
+    const auto* button = dynamic_cast<Gtk::Button*>(inside);
+    const bool made_here = inside != nullptr && dynamic_cast<Gtk::AboutDialog*>(inside) == nullptr &&
+                           (button == nullptr || button->get_label().empty());
+    auto children = made_here ? inside->get_children() : std::vector<Gtk::Widget*>();
+    if (auto* item = dynamic_cast<Gtk::MenuItem*>(&widget); item != nullptr && item->has_submenu())
+        children.push_back(item->get_submenu());
+    for (auto* child : children)
         text += shown(*child, indent + "  ", widget.gobj());
     return parent != nullptr ? text : replaced(text, SKYFOLD_VERSION, "{version}");
 }
