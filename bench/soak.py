@@ -33,8 +33,7 @@ class Soak(driver.DrivenProgram):
         super().setUp()
         for number in range(soak_client.ENTRIES):
             (self.cloud / f"entry-{number:02}").mkdir(parents=True)
-        self.sign_in(f"sync_dir={self.cloud}\nsync_enabled=true\n")
-        (self.home / "bin").mkdir()
+        self.sign_in("sync_enabled=true")
         (self.home / "bin/onedrive-cli").symlink_to(pathlib.Path(soak_client.__file__).resolve())
         os.mkfifo(self.home / "orders")
         self.orders = os.open(self.home / "orders", os.O_RDWR)

@@ -1,12 +1,19 @@
 # SPDX-License-Identifier: MIT
 """Drives the built program as a person does: starts it in a home of its own, reads what a screen reader would read, and
 plays the desktop and the client around it. SKYFOLD names the program. Inside the walls of scripts/isolate only.
+
+What is done in a day, and what is then seen, printed and written, is one text in tests/approved. Each line of it that
+begins with "> " is a step: the name of a method and its arguments, with bars between them. Beneath it stands what came of
+it. In a step {home} is the home, \\n the end of a line, and \\xe9 a byte that is no UTF-8.
 """
 import difflib
 import json
 import os
 import pathlib
 import re
+import shlex
+import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -19,12 +26,13 @@ from gi.repository import Atspi, GLib  # noqa: E402  pylint: disable=wrong-impor
 
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 APPROVED = pathlib.Path(__file__).resolve().parents[1] / "approved"
-HANG = {"hang": True}  # the last step of a client that runs until it is ended
 PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much of what is waited for will not come
 TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
 # What stands in for the desktop: notes what it is asked, and refuses it where a file says so.
 DESKTOP = '#!/bin/sh\nprintf "%s\\n" "${0##*/} $*" >>"$HOME/desktop"\n[ ! -e "$HOME/refuse ${0##*/}" ]\n'
-UPDATED = "DEBUG: Async file status update complete."
+# Root may write what is protected, a person may not.
+OBEYING_MODES = ["setpriv", "--bounding-set=-dac_override"] if os.geteuid() == 0 else []
+STEP = re.compile(r"^> (.*)\n((?:(?!> ).*\n)*)", re.M)  # and what is approved beneath it
 # Who prints what: threads and timers have no order between them. A line that fits none goes on with the one before.
 SOURCES = {
     "client": r"\[(SYNC|CLI Output)\]|DEBUG: (Launching|Cleaning|Current|Sync already|Application::on_sync)|Restarting sync",
@@ -88,15 +96,6 @@ def read_aloud(node, is_program=False):
         yield from read_aloud(node.get_child_at_index(number))
 
 
-def make_home(home, settings=None):
-    """The folders of the settings; with those of a person who has signed in."""
-    for name in ("skyfold", "onedrive"):
-        (home / ".config" / name).mkdir(parents=True, exist_ok=True)
-    if settings is not None:
-        (home / ".config/onedrive/refresh_token").write_text("t")
-        (home / ".config/skyfold/config").write_text(settings)
-
-
 def find_icon():
     """The number of the icon's window. It can be told while nothing else shows under the program's name, be it a window
     or the icon's tooltip."""
@@ -126,11 +125,37 @@ class DrivenProgram(unittest.TestCase):
     def setUp(self):
         os.umask(0o022)  # the modes of files are in approved texts
         self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-        make_home(self.home)
         self.cloud = self.home / "Cloud"
-        self.seen = []  # the record: what was seen, printed and written, each under its heading
+        self.calls = []  # that the client must get
+        self.approved = self.outcome = ""  # of the step that is being done
+        for name in ("skyfold", "onedrive"):
+            (self.home / ".config" / name).mkdir(parents=True)
         for name in ("xdg-open", "dbus-send"):
             self.write(f"bin/{name}", DESKTOP).chmod(0o755)
+
+    def play(self, file):
+        """Does the steps of a day, up to the first one of which something else comes than what is approved."""
+        whole = file.read_text()
+        record = whole[:whole.index("> ")]
+        for step, self.approved in STEP.findall(whole):
+            self.outcome = ""
+            try:
+                self.do(step)
+                self.assert_same("what came of it", self.outcome if "APPROVE" in os.environ else self.approved, self.outcome)
+            except Exception as failure:
+                failure.add_note(f"That was the step {step!r} of tests/approved/{file.name}.")
+                raise
+            record += f"> {step}\n{self.outcome}"
+        self.assert_approved(file.name, record)
+
+    def do(self, *steps):
+        for step in steps:
+            step = step.replace("\\n", "\n").replace("{home}", str(self.home))
+            step = re.sub(r"\\x(..)", lambda byte: os.fsdecode(bytes.fromhex(byte[1])), step)
+            name, _, arguments = step.partition(" ")
+            getattr(self, name)(*(arguments.split(" | ") if arguments else ()))
+
+    # What is there before it is started.
 
     def write(self, below, text=""):
         path = self.home / below
@@ -138,59 +163,65 @@ class DrivenProgram(unittest.TestCase):
         path.write_text(text)
         return path
 
-    def sign_in(self, settings="", *entries):
-        """Makes it the home of a person who has signed in, with a folder where there are to be entries in it."""
+    def remove(self, below):
+        path = self.home / below
+        (shutil.rmtree if path.is_dir() else os.unlink)(path)
+
+    def sync_folder(self, name, *entries):
+        self.cloud = self.home / name
         for entry in entries:
             self.write(self.cloud / entry)
-        make_home(self.home, f"sync_dir={self.cloud}\n{settings}" if entries else settings)
 
-    def expect_calls(self, *calls):
-        """What the client must be asked, each as (arguments, steps, options...); that it was is checked at the end.
-        Beside that, it may be asked for states and configuration, and says nothing."""
-        queries = [([f"--display-{what}"], [], "repeat") for what in ("sync-status", "config")]
-        table = [{"args": args, "steps": steps, **dict.fromkeys(options, True)}
-                 for args, steps, *options in (*calls, *queries)]
-        self.write("scenario", json.dumps({"calls": table}))
-        (self.home / "scenario.state").unlink(missing_ok=True)
+    def sign_in(self, *settings):
+        """Makes it the home of a person who has signed in, and has set the folder if that is there."""
+        folder = [f"sync_dir={self.cloud}"] * self.cloud.exists()
+        self.write(".config/onedrive/refresh_token", "t")
+        self.write(".config/skyfold/config", "".join(f"{line}\n" for line in (*folder, *settings)))
 
-    def monitor(self, *steps, folder=None, options=()):
-        """One sync, which may be ended at any time."""
-        return ["--monitor", "--syncdir", str(folder or self.cloud), *options], [*steps], "cut_short"
+    def client(self, arguments, *options):
+        """The client must be asked this once, which is checked at the end. The options are those of a scripted call."""
+        self.calls.append({"args": shlex.split(arguments), "steps": [], **dict.fromkeys(options, True)})
 
-    def await_call(self, number, step="completed"):
-        progress = self.home / "scenario.state"
-        self.await_that(f"call {number} to be {step}",
-                        lambda: progress.exists() and f"{number} {step}" in progress.read_text().splitlines())
+    def then(self, step):
+        """What the client does when it is asked that: the name of a step of the scripted one, and its value in JSON."""
+        name, _, value = step.partition(" ")
+        self.calls[-1]["steps"].append({name: json.loads(value or "true", strict=False)})
 
-    def spawn(self, *command, stdout=None, **options):
+    # The program and what is beside it.
+
+    def spawn(self, *command, **options):
         """Starts a process, which ends with the test, and the file for what it prints."""
         log = self.home / f"log-{time.monotonic_ns()}"
         with log.open("wb") as out:
-            child = subprocess.Popen(command, stdout=stdout or out, stderr=subprocess.STDOUT, **options)
+            child = subprocess.Popen(command, stdout=out, stderr=subprocess.STDOUT, **options)
         self.addCleanup(child.wait)
         self.addCleanup(child.kill)  # the last one runs first
         return child, log
 
-    def start(self, *arguments, stdout=None, wrapper=(), **environment):
-        merged = {**os.environ, "HOME": str(self.home), "PATH": f"{self.home}/bin:{CLIENT.parent}:{os.environ['PATH']}",
-                  "CLIENT_SCENARIO": str(self.home / "scenario"), **environment}
-        merged = {name: value for name, value in merged.items() if value is not None}
+    def start(self, command="skyfold"):
+        """Starts it by a command line. Beside what that day lays down, the client may be asked for states and configuration
+        at any time, and says nothing."""
+        queries = [{"args": [f"--display-{what}"], "steps": [], "repeat": True} for what in ("sync-status", "config")]
+        scenario = self.write("scenario", json.dumps({"calls": self.calls + queries}))
+        environment = {"HOME": str(self.home), "PATH": f"{self.home}/bin:{CLIENT.parent}:{os.environ['PATH']}",
+                       "CLIENT_SCENARIO": str(scenario)}
+        words = [os.environ["SKYFOLD"] if word == "skyfold" else word for word in shlex.split(command)]
         self.icon = None
-        self.program, self.log = self.spawn(*wrapper, os.environ["SKYFOLD"], *arguments, stdout=stdout, env=merged)
-        return self.program
+        self.program, self.log = self.spawn(*OBEYING_MODES, *words, env={**os.environ, **environment})
 
-    def start_beside_tray(self, *arguments, **options):
+    def start_tray(self):
         self.spawn(*TRAYER)
-        program = self.start(*arguments, **options)
-        self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
-        return program
 
-    def start_with_window(self, *arguments, **options):
-        program = self.start_beside_tray(*arguments, **options)
+    def start_beside_tray(self, command="skyfold"):
+        self.start_tray()
+        self.start(command)
+        self.assert_says("DEBUG: Tray icon setup complete! Tray should now be visible.")
+
+    def start_with_window(self, command="skyfold"):
+        self.start_beside_tray(command)
         self.assertIsNone(accessible("frame", "Skyfold"), "the window is hidden at first")
         self.click_tray()
-        self.find("frame", "Skyfold", Atspi.StateType.ACTIVE)  # by then it is where it stays
-        return program
+        self.find_active("frame", "Skyfold")  # by then it is where it stays
 
     def start_x_server(self, *command):
         """A display of its own, and its name."""
@@ -202,6 +233,22 @@ class DrivenProgram(unittest.TestCase):
         self.assertNotEqual(name, ":", log.read_text())
         return server, name
 
+    def send(self, name):
+        self.program.send_signal(signal.Signals[name])
+
+    def ends(self, status="0"):
+        """It does, and leaves no client, nor one that was asked for something else, or not asked, or not let go on."""
+        self.await_that("the program's end", lambda: self.program.poll() is not None, outlived=True)
+        self.assertEqual(self.program.returncode, int(status), f"the exit status; printed: {self.said()[-2000:]}")
+        self.await_no_client()
+        done = subprocess.run([CLIENT, "--scenario-check", self.home / "scenario"], text=True, stdout=subprocess.PIPE,
+                              env={"HOME": str(self.home)}, check=False)
+        self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
+        (self.home / "scenario.state").unlink()
+        self.calls = []
+
+    # What is waited for.
+
     def await_that(self, what, done, seconds=PATIENCE, outlived=False):
         """Waits for `done()`, and not on for a program that is dead, unless that is `outlived`. Returns what is true, or
         fails with what it waited for."""
@@ -210,6 +257,27 @@ class DrivenProgram(unittest.TestCase):
         state = "runs" if status is None else f"ended with status {status}"
         return done() or self.fail(f"waited in vain for {what}; the program {state}; its last words are\n{self.said()[-2000:]}")
 
+    def await_no_client(self):
+        self.await_that("the end of the last client", lambda: not clients(), outlived=True)
+
+    def await_call(self, number, step="completed"):
+        progress = self.home / "scenario.state"
+        self.await_that(f"call {number} to be {step}",
+                        lambda: progress.exists() and f"{number} {step}" in progress.read_text().splitlines())
+
+    def await_file(self, below, line=""):
+        """With that line in it, if one is given."""
+        path = self.home / below
+        self.await_that(f"{line!r} in {below}", lambda: path.exists() and line in ["", *path.read_text().splitlines()])
+
+    def said(self):
+        return self.log.read_text(errors="replace") if self.log else ""
+
+    def assert_says(self, text, times="1"):
+        self.await_that(f"{text!r} to be printed {times} times", lambda: self.said().count(text) >= int(times))
+
+    # What is compared with approved texts.
+
     def assert_same(self, name, approved, text):
         diff = difflib.unified_diff(approved.splitlines(), text.splitlines(), "approved", "now", lineterm="")
         if approved != text:
@@ -217,90 +285,45 @@ class DrivenProgram(unittest.TestCase):
 
     def assert_approved(self, name, text):
         """Compares a whole text with the one in tests/approved. Where APPROVE is set, that file is written as well."""
-        approved = self.approved(name)
+        file = APPROVED / name
+        approved = file.read_text() if file.exists() else ""
         if approved != text and "APPROVE" in os.environ:
-            (APPROVED / name).write_text(text)
+            file.write_text(text)
         self.assert_same(f"tests/approved/{name}", approved, text)
-
-    def approved(self, name):
-        return (APPROVED / name).read_text() if (APPROVED / name).exists() else ""
-
-    def record_name(self):
-        return f"program-{self.id().rpartition('.test_')[2].replace('_', '-')}.txt"
 
     def legible(self, text):
         """Without what is different on every machine; bytes that are no text in hexadecimal form."""
         text = (text if isinstance(text, bytes) else os.fsencode(text)).decode(errors="backslashreplace")
         return text.replace("\0", "\\0").replace(str(self.home), "~")
 
-    def note(self, heading, text):
-        self.seen.append(f"==== {self.legible(heading)}\n{self.legible(text)}")
-
-    def look(self, heading):
-        """Puts what a screen reader would read into the record, once that is what is approved under the heading."""
+    def look(self):
+        """What a screen reader would read, once that is what is approved."""
         def read():
             try:
                 return self.legible("".join(line for node in programs() for line in read_aloud(node, True)))
             except (AttributeError, GLib.Error):
                 return "it changed while it was read\n"
-        approving, whole = "APPROVE" in os.environ, self.approved(self.record_name())
-        approved = whole.partition(f"==== seen: {heading}\n")[2].partition("====")[0]
-        turn_until(lambda: read() == approved, 2 if approving else PATIENCE)
-        text = read()
-        self.assert_same(f"what is seen, {heading},", text if approving else approved, text)
-        self.note(f"seen: {heading}", text)
+        turn_until(lambda: read() == self.approved, 2 if "APPROVE" in os.environ else PATIENCE)
+        self.outcome += read()
 
-    def note_printed(self, heading="", sources=SOURCES):
-        """What was printed by those, in the order of each."""
+    def printed(self, *sources):
+        """What was printed by those, or by all, in the order of each."""
         lines, source = {name: "" for name in SOURCES}, "program"
         for line in re.sub(CHANGING, "", self.legible(self.log.read_bytes())).splitlines(keepends=True):
             source = next((name for name, start in SOURCES.items() if re.match(start, line)), source)
             lines[source] += line if line.strip() else ""
-        for name in filter(lines.get, sources):
-            self.note(f"printed: {name}{heading}", lines[name])
+        for name in filter(lines.get, sources or SOURCES):
+            self.outcome += f"==== {name}\n{lines[name]}"
 
-    def note_files(self):
-        """All that was written, with its mode, and what the desktop was asked."""
-        for below in (self.cloud, ".config/skyfold", ".config/onedrive", ".config/autostart", "desktop"):
-            for path in sorted(path for path in (self.home / below, *(self.home / below).rglob("*")) if path.is_file()):
+    def files(self, *below):
+        """What was written, there or anywhere, with its mode, and what the desktop was asked."""
+        for one in below or (self.cloud, ".config/skyfold", ".config/onedrive", ".config/autostart", "desktop"):
+            for path in sorted(path for path in (self.home / one, *(self.home / one).rglob("*")) if path.is_file()):
                 text = path.read_bytes()
-                self.note(f"file: {path} ({path.stat().st_mode & 0o7777:o})", text + b"(no line end)\n" * (text[-1:] != b"\n"))
+                text += b"(no line end)\n" * (text[-1:] != b"\n")
+                self.outcome += self.legible(f"==== {path} ({path.stat().st_mode & 0o7777:o})\n") + self.legible(text)
 
-    def assert_recorded(self):
-        """All that was seen and written, and printed where that was noted, is what is approved."""
-        self.note_files()
-        self.assert_approved(self.record_name(), "".join(self.seen))
-
-    def assert_day(self, program, sources=SOURCES):
-        """The program ends now."""
-        self.assert_ends(program, 0)
-        self.note_printed("", sources)
-        self.assert_recorded()
-
-    def said(self):
-        return self.log.read_text(errors="replace") if self.log else ""
-
-    def assert_says(self, text, times=1):
-        self.await_that(f"{text!r} to be printed {times} times", lambda: self.said().count(text) >= times)
-
-    def assert_ends(self, program, status):
-        self.await_that("the program's end", lambda: program.poll() is not None, outlived=True)
-        self.assertEqual(program.returncode, status, f"the exit status; printed: {self.said()[-2000:]}")
-        self.assert_no_client()
-
-    def assert_no_client(self):
-        """Nor one that was asked for something else, or not asked, or not let go on."""
-        self.await_that("the end of the last client", lambda: not clients(), outlived=True)
-        if (scenario := self.home / "scenario").exists():
-            done = subprocess.run([CLIENT, "--scenario-check", scenario], env={"HOME": str(self.home)}, text=True,
-                                  stdout=subprocess.PIPE, check=False)
-            self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
-
-    def do(self, *steps):
-        """Steps in their order, each the name of one of these methods and its arguments, with bars between them."""
-        for step in steps:
-            name, _, arguments = step.partition(" ")
-            getattr(self, name)(*filter(None, arguments.split(" | ")))
+    # What a person does.
 
     def find(self, role, name, state=Atspi.StateType.SHOWING):
         return self.await_that(f"{role} {name!r}", lambda: accessible(role, name, state))
@@ -354,6 +377,15 @@ class DrivenProgram(unittest.TestCase):
         subprocess.run(["xdotool", "mousemove", "0", "9999"], check=True)
         self.icon = self.icon or self.await_that("the icon's tooltip to go", find_icon)
         subprocess.run(["xdotool", "mousemove", "--window", self.icon, "6", "6", "click", button], check=True)
+
+
+def plays(*kinds):
+    """Gives a class of tests a case for each day in tests/approved whose name begins with one of the words."""
+    def add_cases(tests):
+        for file in (file for kind in kinds for file in sorted(APPROVED.glob(f"{kind}-*.txt"))):
+            setattr(tests, f"test_{file.stem.replace('-', '_')}", lambda self, file=file: self.play(file))
+        return tests
+    return add_cases
 
 
 def main():
