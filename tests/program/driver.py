@@ -269,7 +269,8 @@ class DrivenProgram(unittest.TestCase):
     def await_file(self, below, line=""):
         """With that line in it, if one is given."""
         path = self.home / below
-        self.await_that(f"{line!r} in {below}", lambda: path.exists() and line in ["", *path.read_text().splitlines()])
+        self.await_that(f"the file {below}" + f" with the line {line!r}" * bool(line),
+                        lambda: path.exists() and line in ["", *path.read_text().splitlines()])
 
     def said(self):
         return self.log.read_text(errors="replace") if self.log else ""
