@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <glib.h>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -21,7 +22,10 @@ inline void expect_approved(const std::string& name, const std::string& text) {
     ASSERT_TRUE(replace_file(received, text)) << received;
     const auto diff = run_shell_command("diff -uaN --label 'approved: " + name + "' --label 'now' '" +
                                         approved + "' '" + received + "'");
-    ADD_FAILURE() << "tests/approved/" << name << " differs:\n" << (diff ? diff->output : "(no diff)");
+    const std::string lines = diff ? diff->output : "(no diff)";
+    // Not any bytes: the runner gives up at a report that is not UTF-8.
+    g_autofree char* readable = g_utf8_make_valid(lines.data(), static_cast<gssize>(lines.size()));
+    ADD_FAILURE() << "tests/approved/" << name << " differs:\n" << readable;
     if (std::getenv("APPROVE") != nullptr) {
         EXPECT_TRUE(replace_file(approved, text)) << approved;
     }
