@@ -24,7 +24,8 @@ std::string shown_lines(const Lines& lines) {
 
 // What is found after each chunk.
 std::string find_address(Given chunks) {
-    std::string output, found;
+    std::string output;
+    std::string found;
     std::size_t searched = 0;
     for (const auto& chunk : chunks)
         found += shown(find_authorise_address(output += chunk, searched).value_or("(none yet)")) + "\n";
@@ -77,7 +78,8 @@ std::string edit(Given given, bool add) {
 }
 
 TEST(Dumps, AndTheListOfSkippedFolders) {
-    StatusMap live, cache;
+    StatusMap live;
+    StatusMap cache;
     Rules rules;
     rules["statuses"] = [](Given dump) {
         Lines lines;
@@ -90,8 +92,8 @@ TEST(Dumps, AndTheListOfSkippedFolders) {
     rules["cached"] = [&](Given entry) { return cache[entry.at(0)] = entry.at(1), ""; };
     rules["look-up"] = [&](Given a) {
         const StatusMap* loaded = cache.empty() ? nullptr : &cache;
-        const bool exists = contains(a.at(1), "on disk"), running = contains(a.at(1), "running");
-        return look_up_status(a.at(0), {live, loaded, exists, running});
+        const bool exists = contains(a.at(1), "on disk");
+        return look_up_status(a.at(0), {live, loaded, exists, contains(a.at(1), "running")});
     };
     rules["add"] = [](Given given) { return edit(given, true); };
     rules["remove"] = [](Given given) { return edit(given, false); };

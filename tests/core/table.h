@@ -21,7 +21,8 @@ using Rules = std::map<std::string, std::function<std::string(Given)>>;
 /// Any bytes on one line.
 inline std::string shown(std::string_view bytes) {
     const std::string text(bytes);
-    std::string as_it_is = "\"", line;
+    std::string as_it_is = "\"";
+    std::string line;
     for (int byte = 0x80; byte < 0x100 && g_utf8_validate(text.c_str(), -1, nullptr); ++byte)
         as_it_is += static_cast<char>(byte);
     for_each_piece(text, '\0', [&](std::string_view piece) {
