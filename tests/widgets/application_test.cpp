@@ -1,89 +1,14 @@
 // SPDX-License-Identifier: MIT
-// The two children of the application: who of them is heard, and what their ends lead to. And any child.
+// The two children of the application: who of them is heard, and what their ends lead to.
 #include "harness.h"
-#include "process/child_process.h"
 
-#include <atomic>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace {
-struct Child {
-    explicit Child(const std::string& command) {
-        const auto take = [this](const std::string& chunk) {
-            output += chunk;
-            if (output == "sleeps\n")
-                signal_child(pid, SIGTERM);
-            throw std::runtime_error("caught"); // and ends no reading
-        };
-        Glib::RefPtr<Glib::IOChannel> input;
-        launch_process(
-            command, take, [this](int code) { exit_code = code; }, &input, &pid, &watch);
-        gsize written = 0;
-        if (contains(command, "read"))
-            input->write("x\n", 2, written); // arrives without a flush
-        wait_for(command, [this] { return exit_code != -1000 && !watch.connected(); });
-    }
-
-    std::string output;
-    std::atomic<int> exit_code{-1000};
-    int pid = 0;
-    sigc::connection watch;
-};
-
-TEST(ChildProcess, ReportsOutputAndExitCodeAndInheritsNothing) {
-    using Case = std::tuple<const char*, int, std::string>;
-    for (const auto& [command, exit_code, output] : {
-             Case{"echo out; echo err >&2; read line; echo \"got $line\"; exit 3", 3, "out\nerr\ngot x\n"},
-             Case{"printf 'a\\0\\303'; kill -KILL $$", -1, std::string("a\0\303", 3)},
-             Case{"kill -PIPE $$; echo on", -1, ""},
-             Case{"sleep 99 & echo sleeps; wait", -1, "sleeps\n"}, // and would hold the pipe open
-             Case{"seq 20000 | tail -n +2 | wc -l", 0, "19999\n"},
-         }) {
-        const Child child(command);
-        EXPECT_EQ(child.exit_code, exit_code) << command;
-        EXPECT_EQ(child.output, output) << command;
-        EXPECT_EQ(Child("ls /proc/self/fd").output, Child("ls /proc/self/fd").output)
-            << "what was opened crosses";
-    }
-}
-
 const std::string monitor = "--monitor --syncdir {home}/OneDrive";
 
 using ApplicationTest = ShellTest;
-
-TEST_F(ApplicationTest, Activation) {
-    const auto sync_dir = "sync_dir=" + folder + "\n";
-    const auto asks = call("--display-sync-status", "", "repeat");
-    using Case = std::tuple<const char*, std::string, std::string>;
-    for (const auto& [token, settings, calls] :
-         {Case{"", "", call("--display-quota --verbose", marks("begun") + hang)},
-          Case{"T", "autostart=false\n", ""}, Case{"T", sync_dir + "sync_enabled=false\n", asks},
-          Case{"T", sync_dir, asks + call(monitor, marks("begun") + hang)}}) {
-        for (const bool at_login : {false, true}) {
-            const int client = contains(calls, "begun") && (*token != '\0' || !at_login) ? 1 : 0;
-            home.write(".config/onedrive/refresh_token", token);
-            if (*token == '\0')
-                fs::remove(home.file(".config/onedrive/refresh_token"));
-            home.write(".config/skyfold/config", settings);
-            ApplicationProbe::reset(application);
-            application.set_daemon_mode(at_login);
-            forget_status_cache();
-            expect_calls(client == 1 || *token != '\0' ? calls : "");
-            const auto activate = [&] {
-                application.activate();
-                if (client == 1)
-                    wait_for_file("begun");
-            };
-            step("token " + std::string(token) + (at_login ? ", at login, " : ", ") + settings, client,
-                 activate);
-            if (main_window != nullptr)
-                step("again", client, activate);
-            fs::remove(home.file("begun"));
-            tidy();
-        }
-    }
-}
 
 TEST_F(ApplicationTest, SyncEnds) {
     home.write("OneDrive/a", "");

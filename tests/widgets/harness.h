@@ -70,7 +70,6 @@ struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
     static auto& settings_menu(Skyfold& window) { return *window.settings_menu; }
-    static auto& icon(Skyfold& window) { return *window.tray_icon.operator->(); }
     static std::string line(Skyfold& window) {
         std::string text = window.status_label.get_text().raw();
         for (auto* each : {window.sync_switch, window.autostart_switch, window.notifications_switch})
@@ -84,7 +83,6 @@ struct SkyfoldProbe {
 
 struct RowProbe {
     static auto buttons(FileRow& row) { return row.action_box.get_children(); }
-    static auto* pointed_at(FileRow& row) { return row.event_box.gobj(); }
 };
 
 const std::string hang = R"({"hang": true})"; // the last step of a client that runs until it is ended

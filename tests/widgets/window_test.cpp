@@ -117,30 +117,6 @@ TEST_F(WindowTest, Rows) {
         file.set_status(status);
         show(status);
     }
-    const auto point = [&](const char* signal, GdkNotifyType detail) {
-        GdkEventCrossing event = {};
-        event.detail = detail;
-        gboolean handled = FALSE;
-        g_signal_emit_by_name(RowProbe::pointed_at(file), signal, &event, &handled);
-    };
-    // The main loop serves timers in the order in which they were made, however late it comes to that.
-    const auto after = [&](unsigned milliseconds, const std::string& what,
-                           const std::function<void()>& then) {
-        Glib::signal_timeout().connect_once([=] { show(what), then(); }, milliseconds);
-    };
-    bool elsewhere = false;
-    after(80, "after 80 ms", [] {});
-    point("enter-notify-event", GDK_NOTIFY_ANCESTOR);
-    point("leave-notify-event", GDK_NOTIFY_ANCESTOR);
-    point("enter-notify-event", GDK_NOTIFY_ANCESTOR);
-    after(120, "pointed at", [&] {
-        point("leave-notify-event", GDK_NOTIFY_INFERIOR);
-        after(120, "on one of the buttons", [&] {
-            point("leave-notify-event", GDK_NOTIFY_ANCESTOR);
-            after(120, "elsewhere", [&] { elsewhere = true; });
-        });
-    });
-    wait_for("the pointer", [&] { return elsewhere; });
     file.show_menu();
     auto& menu = menu_of(file);
     day += shown(menu);
@@ -300,38 +276,5 @@ TEST_F(WindowTest, Removal) {
     }
     config.set("sync_dir", folder + std::string("\0x", 2));
     step("not the folder that was shown", [&] { application.remove_account(true); });
-}
-
-TEST_F(WindowTest, Icon) {
-    auto& window = make_window();
-    window.try_create_tray_icon();
-    window.setup_tray_icon();
-    auto& icon = SkyfoldProbe::icon(window);
-    const auto before = Gtk::Window::list_toplevels();
-    g_signal_emit_by_name(icon.gobj(), "popup-menu", 3U, 0U);
-    Gtk::Menu* menu = nullptr;
-    for (auto* each : Gtk::Window::list_toplevels())
-        if (std::ranges::find(before, each) == before.end())
-            menu = dynamic_cast<Gtk::Menu*>(each->get_child());
-    ASSERT_NE(menu, nullptr) << "no menu";
-    day = icon.get_tooltip_text().raw() + "\n" + shown(*menu);
-    for (int click = 0; click < 2; ++click)
-        step("a click", [&] { g_signal_emit_by_name(icon.gobj(), "activate"); });
-    step("show or hide", [&] { choose(*menu, 1); });
-    ask([&] { choose(*menu, 0); }, {Gtk::RESPONSE_DELETE_EVENT});
-    const auto open = make_error_dialog(&window, "Open", "");
-    open->signal_response().connect([&](int answer) { day += "answered " + std::to_string(answer) + "\n"; });
-    open->show();
-    choose(*menu, 2);
-    application.add_window(window); // hiding it has taken it out
-    const Notifications sent(application);
-    for (const char* enabled : {"false", "true"}) {
-        config.set("notifications_enabled", enabled);
-        window.show_sync_complete_notification();
-        window.show_file_sync_notification("f\xFF", true);
-        window.show_file_sync_notification("f", false);
-    }
-    wait_for("three notifications", [&] { return sent.count == 3; });
-    day += sent.text + "\n";
 }
 } // namespace
