@@ -1,28 +1,31 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the shell share, among it the ways into private members of the application.
+// Plays days with windows and clients: tables (see core/table.h) whose "> STEP ARGUMENT | ..." lines do
+// something; what that changed, showed and printed stands below. Steps that more than one test uses are here,
+// as are the ways into private members.
+//
+// "> client ARGUMENTS | STEP | ..." lays down a call that the client gets, and what it does (see
+// client/README.md). A step waits until every worker has ended but those of as many clients as "> clients"
+// has told, and before that, where its last argument is "until NAME", for the file of that name.
 #pragma once
 
 #include "app/application.h"
-#include "approved.h"
 #include "shown.h"
-#include "test_files.h"
 #include "ui/dialogs.h"
 #include "ui/file_row.h"
 #include "ui/skyfold.h"
 #include "ui/status_cache.h"
 
-#include <atomic>
 #include <chrono>
 #include <csignal>
-#include <functional>
 #include <glibmm/main.h>
+#include <glibmm/shell.h>
 #include <thread>
 #include <utility>
 
 /// Seconds; less where much of what is waited for will not come.
 inline const double patience = std::getenv("IMPATIENT") != nullptr ? 10 : 40;
 
-/// Turns the main loop (or only waits) until `done`. A wait in vain ends the test and says for `what`.
+/// Turns the main loop (or only waits) until `done`. A wait in vain says for `what`.
 inline void wait_for(const std::string& what, const std::function<bool()>& done, bool turning = true) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(patience);
     while (!done()) {
@@ -51,6 +54,36 @@ inline void settle(int clients = 0, bool turning = true) {
     wait_for("all workers to end but those of " + std::to_string(clients) + " clients", at_rest, turning);
 }
 
+inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
+    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+        text.replace(at, from.size(), to);
+    return text;
+}
+
+/// As the client's script has it: any bytes.
+inline std::string json(const std::string& text) {
+    std::string escaped;
+    for (const unsigned char byte : text) {
+        g_autofree char* code = g_strdup_printf("\\u%s%02x", byte < 0x80 ? "00" : "dc", byte);
+        escaped += code;
+    }
+    return "\"" + escaped + "\"";
+}
+
+inline std::string client_step(const std::string& step) {
+    const auto end = std::min(step.find(' '), step.size());
+    const auto rest = step.substr(std::min(end + 1, step.size()));
+    const std::map<std::string, std::string> steps{
+        {"says", R"({"print": )" + json(rest + "\n") + "}"},
+        {"prints", R"({"print": )" + json(rest) + "}"},
+        {"writes", R"({"write": {)" + json("{home}/" + rest) + R"(: "T"}})"},
+        {"awaits", R"({"wait_for": )" + json("{home}/" + rest) + "}"},
+        {"hangs", R"({"hang": true})"},
+        {"exits", R"({"exit": )" + rest + "}"},
+    };
+    return steps.at(step.substr(0, end));
+}
+
 struct ApplicationProbe {
     static void reset(Application& application) {
         application.config = ConfigManager();
@@ -62,14 +95,13 @@ struct ApplicationProbe {
     static auto& config(Application& application) { return application.config; }
     static auto& login_window(Application& application) { return application.login_window; }
     static auto& main_window(Application& application) { return application.main_window; }
-    static auto& attempt(Application& application) { return application.login_instance; }
     static void on_token_saved(Application& application, int attempt) { application.on_token_saved(attempt); }
 };
 
 struct SkyfoldProbe {
     static auto& list(Skyfold& window) { return window.file_list_box; }
     static void give_up_icon(Skyfold& window) { window.tray_given_up = true; }
-    static auto& settings_menu(Skyfold& window) { return *window.settings_menu; }
+    static auto settings(Skyfold& window) { return window.settings_menu->get_children(); }
     static std::string line(Skyfold& window) {
         std::string text = window.status_label.get_text().raw();
         for (auto* each : {window.sync_switch, window.autostart_switch, window.notifications_switch})
@@ -85,79 +117,81 @@ struct RowProbe {
     static auto buttons(FileRow& row) { return row.action_box.get_children(); }
 };
 
-const std::string hang = R"({"hang": true})"; // the last step of a client that runs until it is ended
-
-inline std::string says(const std::string& text) {
-    return R"({"print": ")" + text + R"(\n"}, )";
-}
-
-inline std::string marks(const std::string& name) {
-    return R"({"write": {"{home}/)" + name + R"(": ""}}, )";
-}
-
-inline std::string waits(const std::string& name) {
-    return R"({"wait_for": "{home}/)" + name + R"("}, )";
-}
-
-inline std::string exits(int code) {
-    return R"({"exit": )" + std::to_string(code) + "}";
-}
-
-/// One call that the client must get. `option` tells what else goes: it may be killed before its end.
-inline std::string call(const std::string& arguments, const std::string& steps,
-                        const std::string& option = "cut_short") {
-    return R"({"args": [")" + replaced(arguments, " ", R"(", ")") + R"("], ")" + option +
-           R"(": true, "steps": [)" + steps.substr(0, steps.find_last_not_of(", ") + 1) + "]}, ";
-}
-
-/// The two calls of a refresh.
-inline std::string answers(const std::string& dump, const std::string& config = "") {
-    return call("--display-sync-status", says(dump)) + call("--display-config", says(config));
-}
-
-inline void close_dialogs() {
-    for (auto* dialog : open_dialogs())
-        dialog->response(Gtk::RESPONSE_NONE);
-}
-
-/// A home and an application registered under it. Each client was called as expected, no otherwise.
-class ShellTest : public testing::Test {
+class ShellTest : public testing::TestWithParam<std::string> {
   protected:
-    void SetUp() override {
+    using Act = std::function<void(Given)>;
+
+    ShellTest() {
         fs::create_directories(home.path / ".config/autostart");
         fs::create_directories(folder);
+        setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
+        acts["file"] = [this](Given a) { home.write(a.at(0), a.at(1)); };
+        acts["folder"] = [this](Given a) { fs::create_directories(home.path / a.at(0)); };
+        acts["daemon"] = [this](Given a) { application.set_daemon_mode(a.at(0) == "yes"); };
+        acts["open"] = [this](Given a) { open(a); };
+        acts["close"] = [this](Given) { close(); };
+        acts["leave-out"] = [this](Given a) {
+            main_window->on_file_sync_toggle_clicked(folder + "/" + a.at(0), false);
+        };
     }
 
-    void TearDown() override {
-        tidy();
-        check_calls();
-        const std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
-        if (!day.empty())
-            expect_approved("window-" + name + ".txt", day);
-    }
-
-    /// Ends the clients and closes the windows.
-    void tidy() {
-        application.quit_sync_process();
-        for (auto* window : Gtk::Window::list_toplevels())
-            window->hide();
-        EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
-        close_dialogs(); // one tells the end of the client
-        delete std::exchange(main_window, nullptr);
-        EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
-    }
-
-    void check_calls() const {
-        if (fs::exists(home.file("scenario"))) {
+    ~ShellTest() override {
+        close();
+        if (!calls.empty()) {
             EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
         }
     }
 
-    void expect_calls(const std::string& calls) {
-        check_calls();
-        fs::remove(home.file("scenario.state"));
-        home.write("scenario", R"({"calls": [)" + calls.substr(0, calls.rfind(',')) + "]}");
-        setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
+    void play() {
+        last_state = state();
+        Rules rules;
+        rules["client"] = [this](Given a) { return add_call(a, "cut_short"); };
+        rules["client-always"] = [this](Given a) { return add_call(a, "repeat"); };
+        rules["clients"] = [this](Given a) { return clients = std::stoi(a.at(0)), ""; };
+        rules["answer"] = [this](Given a) { return answers = a, ""; };
+        for (const auto& [name, act] : acts)
+            rules[name] = [this, act = act](Given given) { return step(act, given); };
+        expect_table("window-" + GetParam() + ".txt", rules);
+    }
+
+    /// A call that the client gets once, or with "repeat" as often as it comes. It may be killed meanwhile.
+    std::string add_call(Given given, const std::string& option) {
+        std::string arguments;
+        std::string steps;
+        for (const std::string argument : Glib::shell_parse_argv(given.at(0)))
+            arguments += (arguments.empty() ? "" : ", ") + json(argument);
+        for (const auto& each : std::span(given).subspan(1))
+            steps += (steps.empty() ? "" : ", ") + client_step(each);
+        calls += (calls.empty() ? "" : ", ") + (R"({"args": [)" + arguments + R"(], "steps": [)" + steps) +
+                 R"(], ")" + option + R"(": true})";
+        home.write("scenario", R"({"calls": [)" + calls + "]}");
+        return "";
+    }
+
+    /// The two calls of a refresh.
+    void add_answers(const std::string& dump, const std::string& settings) {
+        add_call({"--display-sync-status", "says " + dump}, "cut_short");
+        add_call({"--display-config", "says " + settings}, "cut_short");
+    }
+
+    /// The main window, with what the client answers to its refresh.
+    void open(Given given) {
+        add_answers(given.empty() ? "" : given.at(0), given.size() < 2 ? "" : given.at(1));
+        forget_status_cache();
+        main_window = new Skyfold(&application, folder);
+        main_window->show();
+    }
+
+    /// Ends the clients and closes the windows.
+    void close() {
+        application.quit_sync_process();
+        for (auto* window : Gtk::Window::list_toplevels())
+            window->hide();
+        EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
+        for (auto* dialog : open_dialogs()) // one tells the end of the client
+            dialog->response(Gtk::RESPONSE_NONE);
+        delete std::exchange(main_window, nullptr);
+        EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
     }
 
     void wait_for_file(const std::string& name, bool turning = true) {
@@ -165,38 +199,11 @@ class ShellTest : public testing::Test {
         wait_for("the file " + name, exists, turning);
     }
 
-    Skyfold& make_window(const std::string& calls = answers("")) {
-        expect_calls(calls);
-        forget_status_cache();
-        main_window = new Skyfold(&application, folder);
-        main_window->show();
-        settle();
-        return *main_window;
-    }
-
-    FileRow& row(std::size_t index) {
-        return dynamic_cast<FileRow&>(*SkyfoldProbe::list(*main_window).get_children().at(index));
-    }
-
-    /// Does what asks; each dialog goes into the day and gets the next of the answers.
-    void ask(const std::function<void()>& what, const std::vector<int>& answers) {
-        std::size_t given = 0;
-        const auto answer = [&] {
-            if (const auto open = open_dialogs(); !open.empty() && given < answers.size()) {
-                day += with_names(shown(*open.front()));
-                const int next = answers[given++];
-                next == Gtk::RESPONSE_NONE ? close_dialogs() : open.front()->response(next);
-            }
-            return true;
-        };
-        sigc::connection answering = Glib::signal_timeout().connect(answer, 5);
-        what();
-        wait_for("a dialog", [&] { return given == answers.size(); });
-        answering.disconnect();
-    }
-
-    [[nodiscard]] std::string with_names(const std::string& text) const {
-        return replaced(text, home.path.string(), "{home}");
+    FileRow& row(const std::string& name) {
+        for (auto* each : SkyfoldProbe::list(*main_window).get_children())
+            if (auto* found = dynamic_cast<FileRow*>(each); found->get_full_path() == folder + "/" + name)
+                return *found;
+        throw std::runtime_error("no row " + name);
     }
 
     /// All that a person finds, and the next start of the program.
@@ -208,11 +215,12 @@ class ShellTest : public testing::Test {
               ".config/onedrive/.lock", ".config/autostart/skyfold.desktop", "calls", "OneDrive"})
             if (fs::exists(home.file(name)))
                 text += name + ": " + one_line(read_file(home.file(name)).value_or("is there"));
-        if (main_window != nullptr)
+        if (main_window != nullptr) {
             text += "main window: " + SkyfoldProbe::line(*main_window) + "\n";
-        for (std::size_t i = 0;
-             main_window != nullptr && i < SkyfoldProbe::list(*main_window).get_children().size(); ++i)
-            text += "row " + row(i).get_full_path() + ": " + row(i).get_status_text().raw() + "\n";
+            for (auto* each : SkyfoldProbe::list(*main_window).get_children())
+                if (auto* found = dynamic_cast<FileRow*>(each))
+                    text += "row " + found->get_full_path() + ": " + found->get_status_text().raw() + "\n";
+        }
         for (auto* window : Gtk::Window::list_toplevels()) {
             const auto* dialog = dynamic_cast<Gtk::MessageDialog*>(window);
             const std::string title = dialog == nullptr
@@ -222,44 +230,56 @@ class ShellTest : public testing::Test {
             if (window->get_visible() && !title.empty())
                 text += (window == login_window ? "in front: " : "open: ") + one_line(title);
         }
-        return with_names(text);
+        return text;
     }
 
-    /// One step of the day, which is compared with the approved one at the end: what it changed and printed.
-    void step(const std::string& name, int clients, const std::function<void()>& act) {
+    /// The dialog that is open is shown and gets the next of the answers. One that nobody expects must not
+    /// stay for ever, as its own loop would go on.
+    void answer_dialog(bool too_late) {
+        const std::map<std::string, int> responses{{"ok", Gtk::RESPONSE_OK},
+                                                   {"yes", Gtk::RESPONSE_YES},
+                                                   {"closes", Gtk::RESPONSE_DELETE_EVENT},
+                                                   {"quits", Gtk::RESPONSE_NONE}};
+        const auto open = open_dialogs();
+        if (open.empty() || (answers.empty() && !too_late))
+            return;
+        seen += (answers.empty() ? "nobody expects:\n" : "") + shown(*open.front());
+        const auto answer = answers.empty() ? "quits" : answers.front();
+        answers.erase(answers.begin(), answers.empty() ? answers.end() : answers.begin() + 1);
+        open.front()->response(responses.at(answer));
+    }
+
+    /// What came of a step: what it showed, what it changed and what it printed as an error.
+    std::string step(const Act& act, Given given) {
+        if (std::exchange(broken, true)) // until it has come to its end
+            return "(not tried)";
+        seen.clear();
         testing::internal::CaptureStderr();
-        std::string failure;
-        const auto give_up = [&] {
-            failure = "a dialog that nobody expects: " + state();
-            close_dialogs(); // else its own loop would go on
+        const auto begin = std::chrono::steady_clock::now();
+        const auto look = [&] {
+            answer_dialog(std::chrono::steady_clock::now() > begin + std::chrono::duration<double>(patience));
             return true;
         };
-        sigc::connection watch =
-            Glib::signal_timeout().connect_seconds(give_up, static_cast<unsigned>(patience));
+        sigc::connection looking = Glib::signal_timeout().connect(look, 5);
         try {
-            act();
+            const bool asked = !answers.empty();
+            act(given);
+            wait_for("a dialog to answer", [&] { return !asked || answers.empty(); });
+            if (!given.empty() && given.back().starts_with("until "))
+                wait_for_file(given.back().substr(6));
             settle(clients);
+            broken = false;
         } catch (const std::exception& error) {
-            failure += error.what();
+            seen += std::string("failed: ") + error.what() + "\n";
         }
-        watch.disconnect();
-        const auto printed = testing::internal::GetCapturedStderr();
-        if (!failure.empty())
-            throw std::runtime_error(name + ": " + failure + "\n" + printed);
+        looking.disconnect();
         const auto before = std::exchange(last_state, state());
-        day += with_names(name) + "\n" + changed_lines(before, last_state);
-        for_each_line(printed, [this](std::string_view line) {
+        seen += changed_lines(before, last_state);
+        for_each_line(testing::internal::GetCapturedStderr(), [this](std::string_view line) {
             if (!line.empty() && !line.starts_with('(') && !contains(line, "ray icon")) // not the toolkit's
-                day.append("! ").append(with_names(std::string(line))).append("\n");
+                seen.append("! ").append(line).append("\n");
         });
-    }
-
-    void step(const std::string& name, const std::function<void()>& act) { step(name, 0, act); }
-
-    /// Asks for a sync and waits until its client has made a file of that name.
-    void start(const std::string& name) {
-        application.on_sync_started(folder);
-        wait_for_file(name);
+        return replaced(seen, home.path.string(), "{home}");
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -278,6 +298,11 @@ class ShellTest : public testing::Test {
     Gtk::Window*& login_window = ApplicationProbe::login_window(application);
     Skyfold*& main_window = ApplicationProbe::main_window(application);
     std::string folder = home.file("OneDrive");
-    std::string day;
+    std::map<std::string, Act> acts;
+    std::vector<std::string> answers; // to dialogs
+    std::string calls;
     std::string last_state;
+    std::string seen;
+    int clients = 0;
+    bool broken = false;
 };
