@@ -168,15 +168,10 @@ class ShellTest : public testing::TestWithParam<std::string> {
         return "";
     }
 
-    /// The two calls of a refresh.
-    void add_answers(const std::string& dump, const std::string& settings) {
-        add_call({"--display-sync-status", "says " + dump}, "cut_short");
-        add_call({"--display-config", "says " + settings}, "cut_short");
-    }
-
-    /// The main window, with what the client answers to its refresh.
+    /// The main window. Its refresh asks the client twice, for a dump of states and for the configuration.
     void open(Given given) {
-        add_answers(given.empty() ? "" : given.at(0), given.size() < 2 ? "" : given.at(1));
+        add_call({"--display-sync-status", "says " + (given.empty() ? "" : given.at(0))}, "cut_short");
+        add_call({"--display-config", "says " + (given.size() < 2 ? "" : given.at(1))}, "cut_short");
         forget_status_cache();
         main_window = new Skyfold(&application, folder);
         main_window->show();

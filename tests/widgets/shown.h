@@ -33,9 +33,10 @@ inline std::string told(GParamSpec* property, const std::function<void(GValue*)>
     GValue value = G_VALUE_INIT;
     read(g_value_init(&value, property->value_type));
     g_autofree char* contents = g_strdup_value_contents(&value);
+    const auto text = std::regex_replace(contents, std::regex(R"(\(\(\w+\) (\w+)\))"), "$1"); // of an enum
     const bool is_default = g_param_value_defaults(property, &value) != FALSE;
     g_value_unset(&value);
-    return is_default ? "" : std::string(" ") + property->name + "=" + contents;
+    return is_default ? "" : std::string(" ") + property->name + "=" + text;
 }
 
 /// A picture by the name of the icon that has the same pixels.
