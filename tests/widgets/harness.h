@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Plays days with windows and clients: tables (see core/table.h) whose "> STEP ARGUMENT | ..." lines do
-// something; what that changed, showed and printed stands below. Steps that more than one test uses are here,
-// as are the ways into private members.
-//
-// "> client ARGUMENTS | STEP | ..." lays down a call that the client gets, and what it does (see
-// client/README.md). A step waits until every worker has ended but those of as many clients as "> clients"
-// has told, and before that, where its last argument is "until NAME", for the file of that name.
+// Plays days with windows and clients: tables (see core/table.h) whose steps, "> STEP ARGUMENT | ...", do
+// something; what that showed, changed and printed stands below. The steps of more than one test are here,
+// and so are the ways into private members. What the next steps meet is told by
+//     > client ARGUMENTS | STEP | ...   a call that the client gets, and what it does then (client_step)
+//     > client-always ARGUMENTS | ...   the same for as many calls as come
+//     > answer WORD | ...               what is answered to the dialogs of the next step
+//     > clients NUMBER                  how many clients stay; every other worker has to end in each step
+// A step whose last argument is "until NAME" waits for the file of that name as well.
 #pragma once
 
 #include "app/application.h"
@@ -52,12 +53,6 @@ inline void settle(int clients = 0, bool turning = true) {
         return resting && !(turning && Glib::MainContext::get_default()->pending());
     };
     wait_for("all workers to end but those of " + std::to_string(clients) + " clients", at_rest, turning);
-}
-
-inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
-    for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-    return text;
 }
 
 /// As the client's script has it: any bytes.
@@ -125,6 +120,10 @@ class ShellTest : public testing::TestWithParam<std::string> {
         fs::create_directories(home.path / ".config/autostart");
         fs::create_directories(folder);
         setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
+        premises["client"] = [this](Given a) { add_call(a, "cut_short"); };
+        premises["client-always"] = [this](Given a) { add_call(a, "repeat"); };
+        premises["clients"] = [this](Given a) { clients = std::stoi(a.at(0)); };
+        premises["answer"] = [this](Given a) { answers = a; };
         acts["file"] = [this](Given a) { home.write(a.at(0), a.at(1)); };
         acts["folder"] = [this](Given a) { fs::create_directories(home.path / a.at(0)); };
         acts["daemon"] = [this](Given a) { application.set_daemon_mode(a.at(0) == "yes"); };
@@ -145,17 +144,18 @@ class ShellTest : public testing::TestWithParam<std::string> {
     void play() {
         last_state = state();
         Rules rules;
-        rules["client"] = [this](Given a) { return add_call(a, "cut_short"); };
-        rules["client-always"] = [this](Given a) { return add_call(a, "repeat"); };
-        rules["clients"] = [this](Given a) { return clients = std::stoi(a.at(0)), ""; };
-        rules["answer"] = [this](Given a) { return answers = a, ""; };
+        for (const auto& [name, act] : premises)
+            rules[name] = [act = act](Given given) {
+                act(given);
+                return "";
+            };
         for (const auto& [name, act] : acts)
             rules[name] = [this, act = act](Given given) { return step(act, given); };
         expect_table("window-" + GetParam() + ".txt", rules);
     }
 
     /// A call that the client gets once, or with "repeat" as often as it comes. It may be killed meanwhile.
-    std::string add_call(Given given, const std::string& option) {
+    void add_call(Given given, const std::string& option) {
         std::string arguments;
         std::string steps;
         for (const std::string argument : Glib::shell_parse_argv(given.at(0)))
@@ -165,7 +165,6 @@ class ShellTest : public testing::TestWithParam<std::string> {
         calls += (calls.empty() ? "" : ", ") + (R"({"args": [)" + arguments + R"(], "steps": [)" + steps) +
                  R"(], ")" + option + R"(": true})";
         home.write("scenario", R"({"calls": [)" + calls + "]}");
-        return "";
     }
 
     /// The main window. Its refresh asks the client twice, for a dump of states and for the configuration.
@@ -203,7 +202,9 @@ class ShellTest : public testing::TestWithParam<std::string> {
 
     /// All that a person finds, and the next start of the program.
     std::string state() {
-        const auto one_line = [](const std::string& text) { return replaced(text, "\n", "|") + "\n"; };
+        const auto one_line = [](const std::string& text) {
+            return std::regex_replace(text, std::regex("\n"), "|") + "\n";
+        };
         std::string text = std::string("client: ") + (pid > 0 ? "runs" : pid < 0 ? "starts" : "none") + "\n";
         for (const std::string name :
              {".config/skyfold/config", ".config/onedrive/config", ".config/onedrive/refresh_token",
@@ -274,7 +275,7 @@ class ShellTest : public testing::TestWithParam<std::string> {
             if (!line.empty() && !line.starts_with('(') && !contains(line, "ray icon")) // not the toolkit's
                 seen.append("! ").append(line).append("\n");
         });
-        return replaced(seen, home.path.string(), "{home}");
+        return std::regex_replace(seen, std::regex(home.path.string()), "{home}");
     }
 
     // One for all tests: a second one of the same id cannot be registered in a process.
@@ -293,8 +294,9 @@ class ShellTest : public testing::TestWithParam<std::string> {
     Gtk::Window*& login_window = ApplicationProbe::login_window(application);
     Skyfold*& main_window = ApplicationProbe::main_window(application);
     std::string folder = home.file("OneDrive");
-    std::map<std::string, Act> acts;
-    std::vector<std::string> answers; // to dialogs
+    std::map<std::string, Act> premises; // what the next steps meet
+    std::map<std::string, Act> acts;     // steps
+    std::vector<std::string> answers;    // to dialogs
     std::string calls;
     std::string last_state;
     std::string seen;

@@ -40,10 +40,6 @@ class WindowTest : public ShellTest {
 
     void add_window_acts() {
         acts["show"] = [this](Given) { seen += shown(*main_window); };
-        acts["show-settings"] = [this](Given) {
-            for (auto* each : SkyfoldProbe::settings(*main_window))
-                seen += shown(*each);
-        };
         acts["flip"] = [this](Given a) { choose(SkyfoldProbe::settings(*main_window), a.at(0)); };
         acts["key"] = [this](Given a) {
             const auto held = a.size() > 1 ? GDK_MOD1_MASK : GdkModifierType{};
@@ -62,7 +58,6 @@ class WindowTest : public ShellTest {
     }
 
     void add_row_acts() {
-        acts["show-list"] = [this](Given) { seen += shown(SkyfoldProbe::list(*main_window)); };
         acts["status"] = [this](Given a) {
             const auto before = shown(row(a.at(0)));
             row(a.at(0)).set_status(a.at(1));
@@ -93,10 +88,10 @@ class WindowTest : public ShellTest {
         acts["no-home"] = [](Given) { unsetenv("HOME"); };
         acts["sync-folder"] = [this](Given a) { folder = home.file(a.at(0)); };
         acts["reset"] = [this](Given) { ApplicationProbe::reset(application); };
-        acts["set"] = [this](Given a) { config.set(a.at(0), replaced(a.at(1), "{home}", home.path)); };
         acts["starts"] = [this](Given a) { pid = a.at(0) == "yes" ? -1 : 0; };
         acts["kill-clients"] = [](Given) { kill_clients(); };
         acts["remove-account"] = [this](Given) { application.remove_account(true); };
+        acts["set-folder"] = [this](Given) { config.set("sync_dir", folder); };
         acts["set-folder-with-nul"] = [this](Given) {
             config.set("sync_dir", folder + std::string("\0x", 2));
         };
