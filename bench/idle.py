@@ -1,7 +1,6 @@
 #!/usr/bin/python3
 # SPDX-License-Identifier: MIT
 """What the program costs that does nothing: its start, and then its memory and its wake-ups."""
-import json
 import os
 import pathlib
 import re
@@ -23,10 +22,9 @@ def make_home(home):
     for folder in (".config/skyfold", ".config/onedrive", *(f"OneDrive/{name}" for name in names)):
         (home / folder).mkdir(parents=True)
     (home / ".config/onedrive/refresh_token").write_text("any")
-    calls = [(["--monitor", "--syncdir", "{home}/OneDrive"], [{"print": "Sync complete\n"}, {"hang": True}]),
-             (["--display-sync-status"], [{"print": "".join(f"{name}: synced\n" for name in names)}])]
-    entries = [{"args": args, "steps": steps, "repeat": True} for args, steps in calls]
-    (home / "scenario").write_text(json.dumps({"calls": entries}))
+    states = "\\n".join(f"{name}: synced" for name in names)
+    (home / "scenario").write_text("client-always --monitor --syncdir {home}/OneDrive | says Sync complete | hangs\n"
+                                   f"client-always --display-sync-status | says {states}\n")
     os.environ.update(HOME=str(home), CLIENT_SCENARIO=str(home / "scenario"),
                       PATH=f"{CLIENT_FOLDER}:{os.environ['PATH']}")
 

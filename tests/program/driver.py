@@ -4,19 +4,19 @@ plays the desktop and the client around it. SKYFOLD names the program. Inside th
 
 What is done in a day, and what is then seen, printed and written, is one text in tests/approved. Each line of it that
 begins with "> " is a step: the name of a method and its arguments, with bars between them. Beneath it stands what came
-of it. In a step {home} is the home, \\n the end of a line, and \\xe9 a byte that is no UTF-8.
+of it. In a step {home} is the home, \\n the end of a line, and \\xe9 a byte that is no UTF-8. A step that begins with
+"client" is a line for the scripted client (tests/client).
 """
 import difflib
-import json
 import os
 import pathlib
 import re
 import shlex
-import shutil
 import signal
 import subprocess
 import tempfile
 import time
+import traceback
 import unittest
 
 import gi
@@ -27,7 +27,6 @@ from gi.repository import Atspi, GLib  # noqa: E402  pylint: disable=wrong-impor
 CLIENT = pathlib.Path(__file__).resolve().parents[1] / "client/onedrive-cli"  # the scripted one
 APPROVED = pathlib.Path(__file__).resolve().parents[1] / "approved"
 PATIENCE = 10 if "IMPATIENT" in os.environ else 40  # seconds; less where much of what is waited for will not come
-TRAYER = ["trayer", "--edge", "top", "--align", "right", "--widthtype", "request"]
 # What stands in for the desktop: notes what it is asked, and refuses it where a file says so.
 DESKTOP = '#!/bin/sh\nprintf "%s\\n" "${0##*/} $*" >>"$HOME/desktop"\n[ ! -e "$HOME/refuse ${0##*/}" ]\n'
 # Root may write what is protected, a person may not.
@@ -106,19 +105,6 @@ def find_icon():
     return turn_until(alone)
 
 
-def clients():
-    return subprocess.run(["pgrep", "-f", "onedrive-cli --"], text=True, stdout=subprocess.PIPE, check=False).stdout
-
-
-class PromptResult(unittest.TextTestResult):
-    """Prints each failure when it happens: a suite may be ended before its end."""
-    def _exc_info_to_string(self, err, test):
-        text = super()._exc_info_to_string(err, test)
-        self.stream.writeln(f"\nFAIL: {test}\n{text}")
-        return text
-    printErrors = unittest.TestResult.printErrors
-
-
 class DrivenProgram(unittest.TestCase):
     program = icon = log = None
 
@@ -126,7 +112,7 @@ class DrivenProgram(unittest.TestCase):
         os.umask(0o022)  # the modes of files are in approved texts
         self.home = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.cloud = self.home / "Cloud"
-        self.calls = []  # that the client must get
+        self.scenario = ""  # of the client
         self.approved = self.outcome = ""  # of the step that is being done
         for name in ("skyfold", "onedrive"):
             (self.home / ".config" / name).mkdir(parents=True)
@@ -145,12 +131,16 @@ class DrivenProgram(unittest.TestCase):
                     self.assert_same("what came of it", self.approved, self.outcome)
             except Exception as failure:
                 failure.add_note(f"That was the step {step!r} of tests/approved/{file.name}.")
+                traceback.print_exc()  # at once: a suite may be ended before its end
                 raise
             record += f"> {step}\n{self.outcome}"
         self.assert_approved(file.name, record)
 
     def do(self, *steps):
         for step in steps:
+            if step.startswith("client"):
+                self.scenario += step + "\n"
+                continue
             step = step.replace("\\n", "\n").replace("{home}", str(self.home))
             step = re.sub(r"\\x(..)", lambda byte: os.fsdecode(bytes.fromhex(byte[1])), step)
             name, _, arguments = step.partition(" ")
@@ -165,8 +155,7 @@ class DrivenProgram(unittest.TestCase):
         return path
 
     def remove(self, below):
-        path = self.home / below
-        (shutil.rmtree if path.is_dir() else os.unlink)(path)
+        subprocess.run(["rm", "-r", self.home / below], check=True)
 
     def sync_folder(self, name, *entries):
         self.cloud = self.home / name
@@ -178,15 +167,6 @@ class DrivenProgram(unittest.TestCase):
         folder = [f"sync_dir={self.cloud}"] * self.cloud.exists()
         self.write(".config/onedrive/refresh_token", "t")
         self.write(".config/skyfold/config", "".join(f"{line}\n" for line in (*folder, *settings)))
-
-    def client(self, arguments, *options):
-        """The client must be asked this once, which is checked at the end. The options are those of a scripted call."""
-        self.calls.append({"args": shlex.split(arguments), "steps": [], **dict.fromkeys(options, True)})
-
-    def then(self, step):
-        """What the client does when it is asked that: the name of a step of the scripted one, and its value in JSON."""
-        name, _, value = step.partition(" ")
-        self.calls[-1]["steps"].append({name: json.loads(value or "true", strict=False)})
 
     # The program and what is beside it.
 
@@ -202,8 +182,8 @@ class DrivenProgram(unittest.TestCase):
     def start(self, command="skyfold"):
         """Starts it by a command line. Beside what the day lays down, the client may be asked for states and
         configuration at any time, and says nothing."""
-        queries = [{"args": [f"--display-{what}"], "steps": [], "repeat": True} for what in ("sync-status", "config")]
-        scenario = self.write("scenario", json.dumps({"calls": self.calls + queries}))
+        queries = "client-always --display-sync-status\nclient-always --display-config\n"
+        scenario = self.write("scenario", self.scenario + queries)
         environment = {"HOME": str(self.home), "PATH": f"{self.home}/bin:{CLIENT.parent}:{os.environ['PATH']}",
                        "CLIENT_SCENARIO": str(scenario)}
         words = [os.environ["SKYFOLD"] if word == "skyfold" else word for word in shlex.split(command)]
@@ -211,7 +191,7 @@ class DrivenProgram(unittest.TestCase):
         self.program, self.log = self.spawn(*OBEYING_MODES, *words, env={**os.environ, **environment})
 
     def start_tray(self):
-        self.spawn(*TRAYER)
+        self.spawn("trayer", "--edge", "top", "--align", "right", "--widthtype", "request")
 
     def start_beside_tray(self, command="skyfold"):
         self.start_tray()
@@ -224,29 +204,25 @@ class DrivenProgram(unittest.TestCase):
         self.click_tray()
         self.find_active("frame", "Skyfold")  # by then it is where it stays
 
-    def start_x_server(self, *command):
+    def start_x_server(self, command):
         """A display of its own, and its name."""
-        ready, told = os.pipe()
-        server, log = self.spawn(*command, "-displayfd", str(told), pass_fds=[told])
-        os.close(told)
-        with open(ready, encoding="ascii") as number:
-            name = f":{number.read().strip()}"
-        self.assertNotEqual(name, ":", log.read_text())
-        return server, name
+        server, log = self.spawn(command, "-displayfd", "1")
+        self.await_that("an X server", lambda: re.search("^[0-9]+\n", log.read_text(), re.M), outlived=True)
+        return server, ":" + re.search("^[0-9]+", log.read_text(), re.M)[0]
 
     def send(self, name):
         self.program.send_signal(signal.Signals[name])
 
     def ends(self, status="0"):
-        """It does, and leaves no client, nor one that was asked for something else, or not asked, or not let go on."""
+        """It does, and leaves no client, nor one that was asked for something else, or not asked."""
         self.await_that("the program's end", lambda: self.program.poll() is not None, outlived=True)
         self.assertEqual(self.program.returncode, int(status), f"the exit status; printed: {self.said()[-2000:]}")
         self.await_no_client()
         done = subprocess.run([CLIENT, "--scenario-check", self.home / "scenario"], text=True, stdout=subprocess.PIPE,
                               env={"HOME": str(self.home)}, check=False)
         self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
-        (self.home / "scenario.state").unlink()
-        self.calls = []
+        (self.home / "scenario.used").unlink(missing_ok=True)
+        self.scenario = ""
 
     # What is waited for.
 
@@ -259,18 +235,15 @@ class DrivenProgram(unittest.TestCase):
         return done() or self.fail(f"waited in vain for {what}; the program {state}; its last words are\n{self.said()[-2000:]}")
 
     def await_no_client(self):
-        self.await_that("the end of the last client", lambda: not clients(), outlived=True)
-
-    def await_call(self, number, step="completed"):
-        progress = self.home / "scenario.state"
-        self.await_that(f"call {number} to be {step}",
-                        lambda: progress.exists() and f"{number} {step}" in progress.read_text().splitlines())
+        search = ["pgrep", "-f", "onedrive-cli --"]
+        self.await_that("the end of the last client", outlived=True,
+                        done=lambda: subprocess.call(search, stdout=subprocess.DEVNULL) != 0)
 
     def await_file(self, below, line=""):
         """With that line in it, if one is given."""
         path = self.home / below
         self.await_that(f"the file {below}" + f" with the line {line!r}" * bool(line),
-                        lambda: path.exists() and line in ["", *path.read_text().splitlines()])
+                        lambda: path.exists() and (not line or line in path.read_text().splitlines()))
 
     def said(self):
         return self.log.read_text(errors="replace") if self.log else ""
@@ -389,7 +362,3 @@ def plays(*kinds):
             setattr(tests, f"test_{file.stem.replace('-', '_')}", lambda self, file=file: self.play(file))
         return tests
     return add_cases
-
-
-def main():
-    unittest.main(testRunner=type("PromptRunner", (unittest.TextTestRunner,), {"resultclass": PromptResult}))

@@ -16,7 +16,7 @@ import tempfile
 import threading
 import unittest
 
-from driver import TRAYER, DrivenProgram, main, plays
+from driver import DrivenProgram, plays
 
 HOST = "login.microsoftonline.com"
 # A resolver asked for usable addresses leaves IPv4 out where 127.0.0.1 is the only address of the machine.
@@ -51,7 +51,7 @@ class Answer(http.server.BaseHTTPRequestHandler):
 class SignInTest(DrivenProgram):
     def setUp(self):
         super().setUp()
-        self.spawn(*TRAYER)  # else the main window comes in between, by itself
+        self.start_tray()  # else the main window comes in between, by itself
         self.double = http.server.ThreadingHTTPServer(("127.0.0.1", 443), Answer)
         self.double.answers, self.double.seen = {}, []
         self.double.daemon_threads = True  # the engine keeps connections for later
@@ -100,4 +100,4 @@ def enter_walls(arguments):
 if __name__ == "__main__":
     if "AUTHORITY" not in os.environ:
         enter_walls(sys.argv[1:])
-    main()
+    unittest.main()

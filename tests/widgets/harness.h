@@ -2,7 +2,7 @@
 // Plays days with windows and clients: tables (see core/table.h) whose steps, "> STEP ARGUMENT | ...", do
 // something; what that showed, changed and printed stands below. The steps of more than one test are here,
 // and so are the ways into private members. What the next steps meet is told by
-//     > client ARGUMENTS | STEP | ...   a call that the client gets, and what it does then (client_step)
+//     > client ARGUMENTS | STEP | ...   a call that the client gets, and what it does then (tests/client)
 //     > client-always ARGUMENTS | ...   the same for as many calls as come
 //     > answer WORD | ...               what is answered to the dialogs of the next step
 //     > clients NUMBER                  how many clients stay; every other worker has to end in each step
@@ -17,9 +17,7 @@
 #include "ui/status_cache.h"
 
 #include <chrono>
-#include <csignal>
 #include <glibmm/main.h>
-#include <glibmm/shell.h>
 #include <thread>
 #include <utility>
 
@@ -57,30 +55,6 @@ inline void settle(int clients = 0, bool turning = true) {
         return resting && !(turning && Glib::MainContext::get_default()->pending());
     };
     wait_for("all workers to end but those of " + std::to_string(clients) + " clients", at_rest, turning);
-}
-
-/// As the client's script has it: any bytes.
-inline std::string json(const std::string& text) {
-    std::string escaped;
-    for (const unsigned char byte : text) {
-        g_autofree char* code = g_strdup_printf("\\u%s%02x", byte < 0x80 ? "00" : "dc", byte);
-        escaped += code;
-    }
-    return "\"" + escaped + "\"";
-}
-
-inline std::string client_step(const std::string& step) {
-    const auto end = std::min(step.find(' '), step.size());
-    const auto rest = step.substr(std::min(end + 1, step.size()));
-    const std::map<std::string, std::string> steps{
-        {"says", R"({"print": )" + json(rest + "\n") + "}"},
-        {"prints", R"({"print": )" + json(rest) + "}"},
-        {"writes", R"({"write": {)" + json("{home}/" + rest) + R"(: "T"}})"},
-        {"awaits", R"({"wait_for": )" + json("{home}/" + rest) + "}"},
-        {"hangs", R"({"hang": true})"},
-        {"exits", R"({"exit": )" + rest + "}"},
-    };
-    return steps.at(step.substr(0, end));
 }
 
 struct ApplicationProbe {
@@ -124,11 +98,12 @@ class ShellTest : public testing::TestWithParam<std::string> {
         threads_at_rest();
         fs::create_directories(home.path / ".config/autostart");
         fs::create_directories(folder);
+        home.write("scenario", "");
         setenv("CLIENT_SCENARIO", home.file("scenario").c_str(), 1);
-        premises["client"] = [this](Given a) { add_call(a, "cut_short"); };
-        premises["client-always"] = [this](Given a) { add_call(a, "repeat"); };
-        premises["clients"] = [this](Given a) { clients = std::stoi(a.at(0)); };
-        premises["answer"] = [this](Given a) { answers = a; };
+        rules["client"] = [this](Given a) { return add_call("client", a), ""; };
+        rules["client-always"] = [this](Given a) { return add_call("client-always", a), ""; };
+        rules["clients"] = [this](Given a) { return clients = std::stoi(a.at(0)), ""; };
+        rules["answer"] = [this](Given a) { return answers = a, ""; };
         acts["file"] = [this](Given a) { home.write(a.at(0), a.at(1)); };
         acts["folder"] = [this](Given a) { fs::create_directories(home.path / a.at(0)); };
         acts["daemon"] = [this](Given a) { application.set_daemon_mode(a.at(0) == "yes"); };
@@ -141,41 +116,27 @@ class ShellTest : public testing::TestWithParam<std::string> {
 
     ~ShellTest() override {
         close();
-        if (!calls.empty()) {
-            EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
-        }
+        EXPECT_EQ(std::system("onedrive-cli --scenario-check \"$CLIENT_SCENARIO\" >&2"), 0);
     }
 
     void play() {
         last_state = state();
-        Rules rules;
-        for (const auto& [name, act] : premises)
-            rules[name] = [act = act](Given given) {
-                act(given);
-                return "";
-            };
         for (const auto& [name, act] : acts)
             rules[name] = [this, act = act](Given given) { return step(act, given); };
         expect_table("window-" + GetParam() + ".txt", rules);
     }
 
-    /// A call that the client gets once, or with "repeat" as often as it comes. It may be killed meanwhile.
-    void add_call(Given given, const std::string& option) {
-        std::string arguments;
-        std::string steps;
-        for (const std::string argument : Glib::shell_parse_argv(given.at(0)))
-            arguments += (arguments.empty() ? "" : ", ") + json(argument);
-        for (const auto& each : std::span(given).subspan(1))
-            steps += (steps.empty() ? "" : ", ") + client_step(each);
-        calls += (calls.empty() ? "" : ", ") + (R"({"args": [)" + arguments + R"(], "steps": [)" + steps) +
-                 R"(], ")" + option + R"(": true})";
-        home.write("scenario", R"({"calls": [)" + calls + "]}");
+    void add_call(const std::string& kind, Given given) {
+        calls += kind + " " + shown(given.at(0));
+        for (const auto& step : std::span(given).subspan(1))
+            calls += " | " + shown(step);
+        home.write("scenario", calls += "\n");
     }
 
     /// The main window. Its refresh asks the client twice, for a dump of states and for the configuration.
     void open(Given given) {
-        add_call({"--display-sync-status", "says " + (given.empty() ? "" : given.at(0))}, "cut_short");
-        add_call({"--display-config", "says " + (given.size() < 2 ? "" : given.at(1))}, "cut_short");
+        add_call("client", {"--display-sync-status", "says " + (given.empty() ? "" : given.at(0))});
+        add_call("client", {"--display-config", "says " + (given.size() < 2 ? "" : given.at(1))});
         forget_status_cache();
         main_window = new Skyfold(&application, folder);
         main_window->show();
@@ -299,9 +260,9 @@ class ShellTest : public testing::TestWithParam<std::string> {
     Gtk::Window*& login_window = ApplicationProbe::login_window(application);
     Skyfold*& main_window = ApplicationProbe::main_window(application);
     std::string folder = home.file("OneDrive");
-    std::map<std::string, Act> premises; // what the next steps meet
-    std::map<std::string, Act> acts;     // steps
-    std::vector<std::string> answers;    // to dialogs
+    Rules rules;                      // what the next steps meet
+    std::map<std::string, Act> acts;  // steps
+    std::vector<std::string> answers; // to dialogs
     std::string calls;
     std::string last_state;
     std::string seen;

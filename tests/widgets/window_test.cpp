@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The windows, what each widget in them does, and what the rows show.
+// The windows, what each widget in them does, what the rows show, and the two children of the application:
+// who of them is heard, and what their ends lead to.
 #include "app/toolkit.h"
 #include "harness.h"
 #include "process/client_processes.h"
@@ -7,6 +8,7 @@
 #include "ui/startup_window.h"
 
 #include <gtkmm/settings.h>
+#include <set>
 
 namespace {
 void choose(const std::vector<Gtk::Widget*>& among, const std::string& name) {
@@ -33,12 +35,11 @@ std::vector<Gtk::Menu*> menus_of(FileRow& row) {
 class WindowTest : public ShellTest {
   protected:
     WindowTest() {
-        add_window_acts();
-        add_row_acts();
-        add_other_acts();
+        add_acts_of_windows_and_children();
+        add_acts_of_rows_and_surroundings();
     }
 
-    void add_window_acts() {
+    void add_acts_of_windows_and_children() {
         acts["show"] = [this](Given) { seen += shown(*main_window); };
         acts["flip"] = [this](Given a) { choose(SkyfoldProbe::settings(*main_window), a.at(0)); };
         acts["key"] = [this](Given a) {
@@ -55,9 +56,42 @@ class WindowTest : public ShellTest {
         acts["open-location"] = [this](Given a) { main_window->on_open_location_clicked(a.at(0)); };
         acts["first-run"] = [this](Given a) { confirm_folder(a); };
         acts["startup-window"] = [this](Given) { seen += shown(*std::make_unique<StartupWindow>()); };
+        acts["start"] = [this](Given) { application.on_sync_started(folder); };
+        acts["start-elsewhere"] = [this](Given) { application.on_sync_started("/elsewhere"); };
+        acts["stop"] = [this](Given) { application.quit_sync_process(); };
+        acts["restart"] = [this](Given a) { restart(a.at(0) == "its end first"); };
+        acts["dismiss"] = [](Given) {
+            for (auto* dialog : open_dialogs())
+                dialog->response(Gtk::RESPONSE_NONE);
+        };
+        acts["hide"] = [this](Given) { main_window->hide(); };
+        acts["give-up-icon"] = [this](Given) { SkyfoldProbe::give_up_icon(*main_window); };
+        acts["sign-in"] = [this](Given a) { application.start_login_process(a.at(0) == "again"); };
+        acts["late-token"] = [this](Given) {
+            ApplicationProbe::on_token_saved(application, global_login_instance - 1);
+        };
+        acts["late-page"] = [this](Given) {
+            application.do_token_exchange("https://x?code=", global_login_instance - 1);
+        };
     }
 
-    void add_row_acts() {
+    // Whether the end of the child that was stopped comes before or after the new start, with or without a
+    // window in front, and whatever the child had printed: a person sees one sync going on.
+    void restart(bool end_comes_first) {
+        fs::remove(home.file("begun"));
+        home.write("go", "");
+        wait_for_file("said", false);
+        for (const char* name : {"go", "said"})
+            fs::remove(home.file(name));
+        application.quit_sync_process();
+        if (!end_comes_first)
+            application.on_sync_started(folder);
+        settle(0, false); // what was begun is posted: a start overtakes the end
+        if (end_comes_first)
+            application.toggle_sync();
+    }
+
+    void add_acts_of_rows_and_surroundings() {
         acts["status"] = [this](Given a) {
             const auto before = shown(row(a.at(0)));
             row(a.at(0)).set_status(a.at(1));
@@ -74,9 +108,6 @@ class WindowTest : public ShellTest {
             choose(menu->get_children(), a.at(1));
             menu->popdown();
         };
-    }
-
-    void add_other_acts() {
         acts["remove"] = [this](Given a) { fs::remove(home.path / a.at(0)); };
         acts["link"] = [this](Given a) { fs::create_symlink(a.at(1), home.path / a.at(0)); };
         acts["program"] = [](Given a) {
@@ -130,10 +161,15 @@ TEST_P(WindowTest, Day) {
     play();
 }
 
-INSTANTIATE_TEST_SUITE_P(Played, WindowTest,
-                         testing::Values("Main", "FirstRun", "Settings", "Rows", "Listing", "Statuses",
-                                         "QueryThatWasKilledIsAskedOnceMore", "RowActions", "Toggle",
-                                         "Dialogs", "Removal"),
+// "Main" for window-Main.txt.
+std::set<std::string> days() {
+    std::set<std::string> found;
+    for (const auto& file : fs::directory_iterator(APPROVED))
+        if (const auto name = file.path().stem().string(); name.starts_with("window-"))
+            found.insert(name.substr(name.find('-') + 1));
+    return found;
+}
+INSTANTIATE_TEST_SUITE_P(Played, WindowTest, testing::ValuesIn(days()),
                          [](const auto& day) { return day.param; });
 
 // All of a long text is there, laid out in a time that a person waits, and no higher than a screen.
