@@ -43,9 +43,10 @@ class ProgramTest(DrivenProgram):
         self.await_that(f"the effect of {name!r}", lambda: effects() > before)
 
     def serve_notices(self):
-        """Notes the notices: program, number of the one that is replaced, icon, title, text."""
+        """Notes the notices: program, number of the one that is replaced, icon's file, title, text, icon."""
         def show(_bus, _sender, _path, _interface, _method, arguments, call):
-            self.notices.append(" | ".join(map(str, arguments.unpack()[:5])) + "\n")
+            *told, _actions, hints, _timeout = arguments.unpack()
+            self.notices.append(" | ".join(map(str, [*told, hints.get("image-path")])) + "\n")
             call.return_value(GLib.Variant("(u)", (len(self.notices),)))
         self.notices, bus = [], Gio.bus_get_sync(Gio.BusType.SESSION)
         notify = Gio.DBusNodeInfo.new_for_xml(NOTIFY).interfaces[0]
