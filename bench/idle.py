@@ -59,6 +59,7 @@ def wake_ups(pids):
 
 def main(program, home):
     make_home(home)
+    tray = subprocess.Popen(["trayer"], stdout=subprocess.DEVNULL)  # without one the window would open by itself
     times = []
     for _ in range(STARTS):
         process = start(program, home, times)
@@ -78,7 +79,7 @@ def main(program, home):
           f"start to hidden window, middle of {STARTS}: {statistics.median(times):.0f} ms\n"
           f"proportional memory: {int(memory[1]) / 1024:.1f} MiB, libraries: {len(libraries)}\n"
           f"wake-ups in {WATCHED} s: {after[0] - before[0]}, of its client: {after[1] - before[1]}")
-    for pid in (own, *clients):
+    for pid in (own, *clients, tray.pid):
         os.kill(pid, 9)
 
 
