@@ -43,7 +43,7 @@ SOURCES = {
 # What the theme, an installed icon and the toolkit's release decide; criticism of the program stays.
 CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|Theme (has|does)).*\n|(\*\* )?\(.*:\d+\): "
             r"(?!G(tk|Lib).*CRITICAL).*|(?<=Tray icon created )from.*|(?<=:)\d+(?=\): )|\d\d:\d\d:\d\d\.\d+|(?<=pid: )[1-9]\d*"
-            r"|(MESA|lib[EG]|[Ww]eb[Kk]it).*\n")
+            r"|(MESA|lib[EG]|[Ww]eb[Kk]it|Failed to create .* shader cache).*\n")
 READ = ("alert", "dialog", "frame", "label", "list item", "menu", "menu item", "push button", "text")
 
 
@@ -191,7 +191,7 @@ class DrivenProgram(unittest.TestCase):
         self.program, self.log = self.spawn(*OBEYING_MODES, *words, env={**os.environ, **environment})
 
     def start_tray(self):
-        self.spawn("trayer", "--edge", "top", "--align", "right", "--widthtype", "request")
+        self.tray, _log = self.spawn("trayer", "--edge", "top", "--align", "right", "--widthtype", "request")
 
     def start_beside_tray(self, command="skyfold"):
         self.start_tray()
@@ -205,10 +205,10 @@ class DrivenProgram(unittest.TestCase):
         self.find_active("frame", "Skyfold")  # by then it is where it stays
 
     def start_x_server(self, command):
-        """A display of its own, and its name."""
-        server, log = self.spawn(command, "-displayfd", "1")
+        """A display of its own; returns its name."""
+        self.server, log = self.spawn(command, "-displayfd", "1")
         self.await_that("an X server", lambda: re.search("^[0-9]+\n", log.read_text(), re.M), outlived=True)
-        return server, ":" + re.search("^[0-9]+", log.read_text(), re.M)[0]
+        return ":" + re.search("^[0-9]+", log.read_text(), re.M)[0]
 
     def send(self, name):
         self.program.send_signal(signal.Signals[name])

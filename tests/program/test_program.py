@@ -68,11 +68,11 @@ class ProgramTest(DrivenProgram):
         resource.prlimit(self.program.pid, resource.RLIMIT_NOFILE, (most if allowed == "yes" else free, most))
 
     def start_on_own_display(self):
-        self.server, number = self.start_x_server("Xvfb")
-        self.start(f"env DISPLAY={number} skyfold")
+        self.start(f"env DISPLAY={self.start_x_server('Xvfb')} skyfold")
 
-    def lose_display(self):
-        self.server.kill()
+    def kill(self, name):
+        getattr(self, name).kill()
+        getattr(self, name).wait()
 
     def start_wayland(self):
         self.enterContext(unittest.mock.patch.dict(os.environ))
@@ -82,7 +82,7 @@ class ProgramTest(DrivenProgram):
         os.environ["WAYLAND_DISPLAY"] = f"{self.home}/wayland"
 
     def start_x_in_wayland(self):
-        _server, os.environ["DISPLAY"] = self.start_x_server("Xwayland")
+        os.environ["DISPLAY"] = self.start_x_server("Xwayland")
 
 
 if __name__ == "__main__":
