@@ -37,7 +37,7 @@ class Soak(driver.DrivenProgram):
         (self.home / "bin/onedrive-cli").symlink_to(pathlib.Path(soak_client.__file__).resolve())
         os.mkfifo(self.home / "orders")
         self.orders = os.open(self.home / "orders", os.O_RDWR)
-        self.spawn(*driver.TRAYER)
+        self.start_tray()
         self.errors = self.write("errors")
         environment = {**os.environ, "HOME": str(self.home), "PATH": f"{self.home}/bin:{os.environ['PATH']}"}
         self.program, self.log = self.spawn("sh", "-c", 'exec "$0" 2>"$1"', self.skyfold, self.errors, env=environment)
