@@ -227,12 +227,12 @@ class DrivenProgram(unittest.TestCase):
     # What is waited for.
 
     def await_that(self, what, done, seconds=PATIENCE, outlived=False):
-        """Waits for `done()`, and not on for a program that is dead, unless that is `outlived`. Returns what is true, or
-        fails with what it waited for."""
-        turn_until(lambda: done() or not outlived and self.program and self.program.poll() is not None, seconds)
+        """Waits for `done()`, and not on for a program that is dead, unless that is `outlived`. Returns what was true, also
+        if it is so no longer, or fails with what it waited for."""
+        found = turn_until(lambda: done() or not outlived and self.program and self.program.poll() is not None and "dead", seconds)
         status = self.program and self.program.poll()
-        state = "runs" if status is None else f"ended with status {status}"
-        return done() or self.fail(f"waited in vain for {what}; the program {state}; its last words are\n{self.said()[-2000:]}")
+        state = f"waited in vain for {what}; the program " + ("runs" if status is None else f"ended with status {status}")
+        return (done() if found == "dead" else found) or self.fail(f"{state}; its last words are\n{self.said()[-2000:]}")
 
     def await_no_client(self):
         search = ["pgrep", "-f", "onedrive-cli --"]
