@@ -70,8 +70,8 @@ def main(program, home):
     own, *clients = family(process.pid)
     before = wake_ups([own]), wake_ups(clients)
     time.sleep(WATCHED)
-    if not clients or family(process.pid) != [own, *clients]:
-        sys.exit("the client has ended")
+    if not clients or family(process.pid) != [own, *clients] or tray.poll() is not None:
+        sys.exit("the client has ended, or the notification area")
     after = wake_ups([own]), wake_ups(clients)
     memory = re.search(r"^Pss:\s+(\d+)", pathlib.Path(f"/proc/{own}/smaps_rollup").read_text(), re.M)
     libraries = set(re.findall(r"/\S+\.so[.0-9]*$", pathlib.Path(f"/proc/{own}/maps").read_text(), re.M))

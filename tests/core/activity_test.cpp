@@ -61,7 +61,7 @@ TEST(Activity, OfLineWithoutEndIsNotReadAgain) {
     const auto start = std::clock();
     for (int chunk = 0; chunk < 4500; ++chunk)
         window.read(std::string(4096, 'x'));
-    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 2) << "seconds of processor time";
+    EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC) << "more than a second of processor time";
 }
 
 TEST(SyncEnd, OfExitCodeAndOutput) {

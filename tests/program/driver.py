@@ -5,7 +5,7 @@ plays the desktop and the client around it. SKYFOLD names the program. Inside th
 What is done in a day, and what is then seen, printed and written, is one text in tests/approved. Each line of it that
 begins with "> " is a step: the name of a method and its arguments, with bars between them. Beneath it stands what came
 of it. In a step {home} is the home, \\n the end of a line, and \\xe9 a byte that is no UTF-8. A step that begins with
-"client" is a line for the scripted client (tests/client).
+"client" is a line for the scripted client (tests/client) and stands before the start.
 """
 import difflib
 import os
@@ -206,9 +206,9 @@ class DrivenProgram(unittest.TestCase):
 
     def start_x_server(self, command):
         """A display of its own; returns its name."""
-        self.server, log = self.spawn(command, "-displayfd", "1")
-        self.await_that("an X server", lambda: re.search("^[0-9]+\n", log.read_text(), re.M), outlived=True)
-        return ":" + re.search("^[0-9]+", log.read_text(), re.M)[0]
+        self.server, self.log = self.spawn(command, "-displayfd", "1")
+        number = self.await_that("an X server", lambda: re.search("^([0-9]+)\n", self.said(), re.M), outlived=True)
+        return f":{number[1]}"
 
     def send(self, name):
         self.program.send_signal(signal.Signals[name])
@@ -219,8 +219,8 @@ class DrivenProgram(unittest.TestCase):
         self.assertEqual(self.program.returncode, int(status), f"the exit status; printed: {self.said()[-2000:]}")
         self.await_no_client()
         done = subprocess.run([CLIENT, "--scenario-check", self.home / "scenario"], text=True, stdout=subprocess.PIPE,
-                              env={"HOME": str(self.home)}, check=False)
-        self.assertEqual(done.stdout, "", f"what went wrong with the client; printed: {self.said()[-2000:]}")
+                              stderr=subprocess.STDOUT, env={"HOME": str(self.home)}, check=False)
+        self.assertEqual((done.returncode, done.stdout), (0, ""), f"of the client; printed: {self.said()[-2000:]}")
         (self.home / "scenario.used").unlink(missing_ok=True)
         self.scenario = ""
 

@@ -54,7 +54,7 @@ class ProgramTest(DrivenProgram):
         self.addCleanup(Gio.bus_unown_name, Gio.bus_own_name_on_connection(bus, "org.freedesktop.Notifications", 0))
 
     def see_notices(self, count):
-        self.await_that(f"{count} notices", lambda: len(self.notices) >= int(count))
+        self.await_that(f"{count} notices", lambda: len(self.notices) >= int(count), outlived=True)
         self.outcome += "".join(self.notices)
 
     def set_mode(self, below, mode):
@@ -76,7 +76,7 @@ class ProgramTest(DrivenProgram):
 
     def start_wayland(self):
         self.enterContext(unittest.mock.patch.dict(os.environ))
-        self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",
+        _server, self.log = self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",
                    env={**os.environ, "XDG_RUNTIME_DIR": str(self.home)})
         self.await_file("wayland")
         os.environ["WAYLAND_DISPLAY"] = f"{self.home}/wayland"

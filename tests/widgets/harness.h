@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Plays days with windows and clients: tables (see core/table.h) whose steps, "> STEP ARGUMENT | ...", do
-// something; what that showed, changed and printed stands below. The steps of more than one test are here,
-// and so are the ways into private members. What the next steps meet is told by
+// something; what that showed, changed and printed stands below. Here is what plays them, with the ways into
+// private members; most of the steps are in window_test.cpp. What the next steps meet is told by
 //     > client ARGUMENTS | STEP | ...   a call that the client gets, and what it does then (tests/client)
 //     > client-always ARGUMENTS | ...   the same for as many calls as come
 //     > answer WORD | ...               what is answered to the dialogs of the next step
@@ -259,7 +259,7 @@ class ShellTest : public testing::TestWithParam<std::string> {
     Gtk::Window*& login_window = ApplicationProbe::login_window(application);
     Skyfold*& main_window = ApplicationProbe::main_window(application);
     std::string folder = home.file("OneDrive");
-    Rules rules;                      // what the next steps meet
+    Rules rules;                      // what the next steps meet, and then the steps
     std::map<std::string, Act> acts;  // steps
     std::vector<std::string> answers; // to dialogs
     std::string calls;
