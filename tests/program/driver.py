@@ -38,7 +38,7 @@ SOURCES = {
     "ends of clients": r"(ERROR: Sync|OneDrive sync) process|ERROR: Failed to (launch|create|fork)",
     "states": r"DEBUG: (Loading|OneDrive CLI sync|Cached status|Loaded|Found skipped|No sync status|Async file)",
     "icon": r".*(\b[tT]ray|[iI]con|[eE]mbed|notification area)",
-    "program": r"DEBUG|E[rR][rR][oO][rR]|\(|[A-Z]\w+ (mode|environment|expand|create|to|from|toggle)\b",
+    "program": r"DEBUG|E[rR][rR][oO][rR]|\(|[A-Z]\w+ (mode|environment|expand|create|not|to|from|toggle)\b",
 }
 # What the theme, an installed icon and the toolkit's release decide; criticism of the program stays.
 CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|Theme (has|does)).*\n|(\*\* )?\(.*:\d+\): "
