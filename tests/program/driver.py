@@ -47,10 +47,12 @@ CHANGING = (r"DEBUG: (Checking (for custom|theme) icon|Custom icon|Trying theme|
 READ = ("alert", "dialog", "frame", "label", "list item", "menu", "menu item", "push button", "text")
 
 
-def turn_until(done, seconds=PATIENCE):
-    """Waits for `done()` to be true, serving the bus meanwhile; returns its last value."""
+def turn_until(done, seconds=PATIENCE, over=lambda: False):
+    """Waits for `done()` to be true, serving the bus meanwhile, and not on when it is `over()`; returns its last value."""
     end = time.monotonic() + seconds
     while not (result := done()) and time.monotonic() < end:
+        if over():
+            return done()  # it may have come true just before
         while GLib.MainContext.default().iteration(False):
             pass
         time.sleep(0.02)
@@ -97,12 +99,10 @@ def read_aloud(node, is_program=False):
 
 def find_icon():
     """The number of the icon's window. It can be told while nothing else shows under the program's name, be it a window
-    or the icon's tooltip."""
-    def alone():
-        shown = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
-                               stdout=subprocess.PIPE, check=False).stdout.split()
-        return shown[0] if len(shown) == 1 else None
-    return turn_until(alone)
+    or the icon's tooltip; else None."""
+    shown = subprocess.run(["xdotool", "search", "--onlyvisible", "--classname", "^skyfold$"], text=True,
+                           stdout=subprocess.PIPE, check=False).stdout.split()
+    return shown[0] if len(shown) == 1 else None
 
 
 class DrivenProgram(unittest.TestCase):
@@ -229,10 +229,10 @@ class DrivenProgram(unittest.TestCase):
     def await_that(self, what, done, seconds=PATIENCE, outlived=False):
         """Waits for `done()`, and not on for a program that is dead, unless that is `outlived`. Returns what was true, also
         if it is so no longer, or fails with what it waited for."""
-        found = turn_until(lambda: done() or not outlived and self.program and self.program.poll() is not None and "dead", seconds)
+        found = turn_until(done, seconds, over=lambda: not outlived and self.program and self.program.poll() is not None)
         status = self.program and self.program.poll()
-        state = f"waited in vain for {what}; the program " + ("runs" if status is None else f"ended with status {status}")
-        return (done() if found == "dead" else found) or self.fail(f"{state}; its last words are\n{self.said()[-2000:]}")
+        state = "runs" if status is None else f"ended with status {status}"
+        return found or self.fail(f"waited in vain for {what}; the program {state}; its last words are\n{self.said()[-2000:]}")
 
     def await_no_client(self):
         search = ["pgrep", "-f", "onedrive-cli --"]
@@ -278,8 +278,8 @@ class DrivenProgram(unittest.TestCase):
                 return self.legible("".join(line for node in programs() for line in read_aloud(node, True)))
             except (AttributeError, GLib.Error):
                 return "it changed while it was read\n"
-        turn_until(lambda: read() == self.approved or self.program.poll() is not None,
-                   2 if "APPROVE" in os.environ else PATIENCE)
+        turn_until(lambda: read() == self.approved, 2 if "APPROVE" in os.environ else PATIENCE,
+                   over=lambda: self.program.poll() is not None)
         self.outcome += read()
 
     def printed(self, *sources):

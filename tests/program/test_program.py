@@ -5,7 +5,6 @@ how it starts and ends. The days are in tests/approved; here are the steps that 
 """
 import os
 import resource
-import unittest
 import unittest.mock
 
 from gi.repository import Gio, GLib
@@ -77,7 +76,7 @@ class ProgramTest(DrivenProgram):
     def start_wayland(self):
         self.enterContext(unittest.mock.patch.dict(os.environ))
         _server, self.log = self.spawn("weston", "--backend=headless-backend.so", "--socket=wayland", "--idle-time=0",
-                   env={**os.environ, "XDG_RUNTIME_DIR": str(self.home)})
+                                       env={**os.environ, "XDG_RUNTIME_DIR": str(self.home)})
         self.await_file("wayland")
         os.environ["WAYLAND_DISPLAY"] = f"{self.home}/wayland"
 

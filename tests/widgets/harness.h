@@ -108,6 +108,7 @@ class ShellTest : public testing::TestWithParam<std::string> {
         acts["daemon"] = [this](Given a) { application.set_daemon_mode(a.at(0) == "yes"); };
         acts["open"] = [this](Given a) { open(a); };
         acts["close"] = [this](Given) { close(); };
+        acts["dismiss"] = [](Given) { dismiss_dialogs(); };
         acts["leave-out"] = [this](Given a) {
             main_window->on_file_sync_toggle_clicked(folder + "/" + a.at(0), false);
         };
@@ -147,10 +148,14 @@ class ShellTest : public testing::TestWithParam<std::string> {
         for (auto* window : Gtk::Window::list_toplevels())
             window->hide();
         EXPECT_NO_THROW(settle()) << "a worker or a client outlives the test";
-        for (auto* dialog : open_dialogs()) // one tells the end of the client
-            dialog->response(Gtk::RESPONSE_NONE);
+        dismiss_dialogs(); // one tells the end of the client
         delete std::exchange(main_window, nullptr);
         EXPECT_NO_THROW(settle()) << "a worker of the main window outlives it";
+    }
+
+    static void dismiss_dialogs() {
+        for (auto* dialog : open_dialogs())
+            dialog->response(Gtk::RESPONSE_NONE);
     }
 
     void wait_for_file(const std::string& name, bool turning = true) {

@@ -60,10 +60,6 @@ class WindowTest : public ShellTest {
         acts["start-elsewhere"] = [this](Given) { application.on_sync_started("/elsewhere"); };
         acts["stop"] = [this](Given) { application.quit_sync_process(); };
         acts["restart"] = [this](Given a) { restart(a.at(0) == "its end first"); };
-        acts["dismiss"] = [](Given) {
-            for (auto* dialog : open_dialogs())
-                dialog->response(Gtk::RESPONSE_NONE);
-        };
         acts["hide"] = [this](Given) { main_window->hide(); };
         acts["give-up-icon"] = [this](Given) { SkyfoldProbe::give_up_icon(*main_window); };
         acts["sign-in"] = [this](Given a) { application.start_login_process(a.at(0) == "again"); };
